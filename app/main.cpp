@@ -1,0 +1,42 @@
+// uishull: the factory-test program. One argument, the start-up type:
+// 6 runs the quick test, 7 the update progress screen.
+
+#include "shell/pelguiapp.h"
+
+#include <lumi/app.h>
+#include <lumi/platform.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+int main(int argc, char** argv)
+{
+    // Diagnostics go to a pipe on the device and in the tests; keep them in
+    // order and complete line by line.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+
+    if (argc <= 1) {
+        puts("ERROR: application parameter error!");
+        return 0;
+    }
+
+    install_sigchk();
+
+    GuiRT rt;
+    rt.init(0);
+
+    PelGuiApp app;
+    app.init("uishull");
+
+    const int type = atoi(argv[1]);
+    printf("[--I] receive startup type=%d \n", type);
+
+    // Types 6 (quick test) and 7 (update) get their windows here. Any other
+    // type runs the loop with nothing on the screen until the run-time is
+    // ended from outside (SIGTERM or SIGINT).
+
+    app.run();
+
+    app.term();
+    return 0;
+}

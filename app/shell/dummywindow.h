@@ -1,0 +1,18 @@
+#pragma once
+// The full-screen cover shown while an external program starts: black with
+// "Loading <name> ...", painted once so that whatever the external program
+// draws afterwards stays on the screen.
+
+#include <lumi/window.h>
+
+class DummyWindow : public MainWndBase {
+public:
+    DummyWindow() = default;
+    ~DummyWindow() override;
+
+    int create(const char* title);
+    int onPaint() override;
+
+    bool needPaint { true };
+    char* title { nullptr };
+};

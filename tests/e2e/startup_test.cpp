@@ -1,0 +1,116 @@
+#include "child_process.h"
+#include "lumi_test.h"
+
+#include <csignal>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+class StartupTest : public ::testing::Test {
+protected:
+    std::vector<std::string> env()
+    {
+        return { "LUMI_DISPLAY=file:" + tmp.file("screen.raw") + ":800x480", "LUMI_INPUT=" + tmp.file("input") };
+    }
+    std::string uishull() { return lumitest::buildProgram("app/uishull"); }
+
+    // Sends one test-input line; true when the socket accepted it.
+    bool sendInput(const std::string& line)
+    {
+        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return false;
+        sockaddr_un addr {};
+        addr.sun_family = AF_UNIX;
+        const std::string path = tmp.file("input");
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", path.c_str());
+        bool ok = connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
+        const std::string text = line + "\n";
+        ok = ok && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        close(fd);
+        return ok;
+    }
+
+    lumitest::TempDir tmp;
+};
+
+bool exists(const std::string& path)
+{
+    struct stat st {};
+    return stat(path.c_str(), &st) == 0;
+}
+
+}
+
+TEST_F(StartupTest, WithoutAnArgumentOnlyTheErrorLineIsPrintedAndTheExitIsClean)
+{
+    lumitest::ChildProcess p(uishull(), {}, env(), tmp.path());
+    ASSERT_TRUE(p.started());
+    EXPECT_EQ(p.wait(), 0);
+    EXPECT_EQ(p.output(), "ERROR: application parameter error!\n");
+    // Nothing was brought up: no screen, no input socket.
+    EXPECT_FALSE(exists(tmp.file("screen.raw")));
+    EXPECT_FALSE(exists(tmp.file("input")));
+}
+
+TEST_F(StartupTest, AnUnknownTypeIsPrintedAndTheLoopKeepsRunning)
+{
+    lumitest::ChildProcess p(uishull(), { "5" }, env(), tmp.path());
+    ASSERT_TRUE(p.waitForOutput("[--I] receive startup type=5 \n"));
+    // The loop is alive: it serves the test-input socket...
+    bool accepted = false;
+    for (int i = 0; i < 100 && !accepted; ++i) {
+        accepted = sendInput("key 27");
+        if (!accepted)
+            usleep(20000);
+    }
+    EXPECT_TRUE(accepted);
+    EXPECT_TRUE(p.running());
+    // ...until it is ended from outside, which it does cleanly.
+    p.signal(SIGTERM);
+    EXPECT_EQ(p.wait(), 0);
+    EXPECT_FALSE(exists(tmp.file("input")));
+    EXPECT_EQ(p.output().find("ERROR"), std::string::npos);
+}
+
+TEST_F(StartupTest, ANonNumericTypeCountsAsZero)
+{
+    lumitest::ChildProcess p(uishull(), { "abc" }, env(), tmp.path());
+    ASSERT_TRUE(p.waitForOutput("[--I] receive startup type=0 \n"));
+    EXPECT_TRUE(p.running());
+    p.signal(SIGTERM);
+    EXPECT_EQ(p.wait(), 0);
+}
+
+TEST_F(StartupTest, FurtherArgumentsAreIgnored)
+{
+    lumitest::ChildProcess p(uishull(), { "9", "extra", "args" }, env(), tmp.path());
+    ASSERT_TRUE(p.waitForOutput("[--I] receive startup type=9 \n"));
+    p.signal(SIGINT);
+    EXPECT_EQ(p.wait(), 0);
+}
+
+TEST_F(StartupTest, OutputReachesAPipeLineByLine)
+{
+    // Line buffering: the type line arrives while the process still runs,
+    // not only when it exits and flushes.
+    lumitest::ChildProcess p(uishull(), { "5" }, env(), tmp.path());
+    ASSERT_TRUE(p.waitForOutput("receive startup type=5"));
+    EXPECT_TRUE(p.running());
+    p.signal(SIGTERM);
+    p.wait();
+}
+
+TEST_F(StartupTest, TheScreenIsTheHeadlessFileOfTheRequestedSize)
+{
+    lumitest::ChildProcess p(uishull(), { "5" }, env(), tmp.path());
+    ASSERT_TRUE(p.waitForOutput("receive startup type=5"));
+    struct stat st {};
+    ASSERT_EQ(stat(tmp.file("screen.raw").c_str(), &st), 0);
+    EXPECT_EQ(st.st_size, 800 * 480 * 2);
+    p.signal(SIGTERM);
+    p.wait();
+}

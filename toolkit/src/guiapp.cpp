@@ -1,0 +1,173 @@
+#include "loop_impl.h"
+#include "screen.h"
+
+#include <lumi/app.h>
+#include <lumi/window.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+GuiApp* s_app = nullptr;
+}
+
+GuiApp* theGuiApp()
+{
+    return s_app;
+}
+
+GuiApp::GuiApp()
+{
+    s_app = this;
+}
+
+GuiApp::~GuiApp()
+{
+    if (s_app == this)
+        s_app = nullptr;
+}
+
+void GuiApp::onIdle() { }
+
+int GuiApp::filterMsg(LUMIMessage&)
+{
+    return 0;
+}
+
+int GuiApp::init(const char* name, int)
+{
+    std::strncpy(m_name, name ? name : "", sizeof m_name - 1);
+    if (!GuiRT::instance())
+        return -1;
+    m_initialised = true;
+    return 0;
+}
+
+int GuiApp::run()
+{
+    m_exiting = false;
+    while (!m_exiting)
+        processEvents(-1);
+    // Show the last picture the application drew before it leaves.
+    if (lumi::Screen* s = lumi::screen()) {
+        s->paint();
+        s->flush();
+    }
+    return m_exitCode;
+}
+
+void GuiApp::exit(int code)
+{
+    m_exitCode = code;
+    m_exiting = true;
+    if (GuiRT* rt = GuiRT::instance())
+        rt->wakeup();
+}
+
+void GuiApp::term()
+{
+    if (lumi::Screen* s = lumi::screen()) {
+        std::vector<MainWndBase*> mains = s->mainWindows();
+        for (auto it = mains.rbegin(); it != mains.rend(); ++it)
+            (*it)->destroy();
+        s->deleteBuried();
+    }
+    m_queue.clear();
+}
+
+void GuiApp::addMsg(const LUMIMessage& msg)
+{
+    m_queue.push_back(msg);
+}
+
+WndBase* GuiApp::getWndById(int id)
+{
+    lumi::Screen* s = lumi::screen();
+    if (!s)
+        return nullptr;
+    for (MainWndBase* w : s->mainWindows()) {
+        if (w->getId() == id)
+            return w;
+    }
+    return nullptr;
+}
+
+MainWndBase* GuiApp::getTopWnd()
+{
+    lumi::Screen* s = lumi::screen();
+    return s ? s->topWindow() : nullptr;
+}
+
+void GuiApp::purgeMessages(WndBase* window)
+{
+    m_queue.erase(std::remove_if(m_queue.begin(), m_queue.end(),
+                      [window](const LUMIMessage& m) {
+                          return m.target == window || (m.id == MSG_NOTIFY && m.data == window);
+                      }),
+        m_queue.end());
+}
+
+void GuiApp::deliver(LUMIMessage& msg)
+{
+    if (filterMsg(msg))
+        return;
+    lumi::Screen* s = lumi::screen();
+    switch (msg.id) {
+    case MSG_MOUSE:
+        if (s && !msg.target) {
+            s->deliverPointer(msg.param1, static_cast<int>(msg.extra), static_cast<unsigned>(msg.param2));
+            return;
+        }
+        break;
+    case MSG_KEY:
+        if (!msg.target && s)
+            msg.target = s->keyTarget();
+        break;
+    default:
+        break;
+    }
+    if (msg.target)
+        msg.target->handleMessage(msg);
+}
+
+int GuiApp::dispatchMessages()
+{
+    // Only what is queued now: a handler that keeps posting cannot starve
+    // painting and input.
+    size_t count = m_queue.size();
+    int delivered = 0;
+    while (count-- > 0 && !m_queue.empty()) {
+        LUMIMessage msg = m_queue.front();
+        m_queue.pop_front();
+        deliver(msg);
+        ++delivered;
+        if (lumi::Screen* s = lumi::screen())
+            s->deleteBuried();
+    }
+    return delivered;
+}
+
+void GuiApp::processEvents(int timeoutMs)
+{
+    if (lumi::takeTerminationRequest())
+        exit(0);
+    lumi::Screen* s = lumi::screen();
+    dispatchMessages();
+    if (m_queue.empty())
+        onIdle();
+    dispatchMessages();
+    if (s) {
+        s->deleteBuried();
+        s->paint();
+        s->flush();
+    }
+    if (m_exiting)
+        return;
+    if (GuiRT* rt = GuiRT::instance()) {
+        rt->poll(m_queue.empty() ? timeoutMs : 0);
+        if (lumi::takeTerminationRequest())
+            exit(0);
+        if ((s = lumi::screen()))
+            s->deleteBuried();
+    }
+}
