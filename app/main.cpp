@@ -2,6 +2,7 @@
 // 6 runs the quick test, 7 the update progress screen.
 
 #include "shell/pelguiapp.h"
+#include "shell/pelnotifier.h"
 
 #include <lumi/app.h>
 #include <lumi/platform.h>
@@ -27,6 +28,8 @@ int main(int argc, char** argv)
 
     PelGuiApp app;
     app.init("uishull");
+
+    PelNotifier::init();
 
     const int type = atoi(argv[1]);
     printf("[--I] receive startup type=%d \n", type);

@@ -54,6 +54,17 @@ stamp=$sysroot/.uishull-sysroot
 
 log() { echo "armhf-sysroot: $*"; }
 
+# A mirror caught in the middle of a sync fails a fetch for a moment: try again.
+retry() {
+    local n
+    for n in 1 2 3; do
+        "$@" && return 0
+        log "failed (try $n of 3): $*"
+        sleep $((n * 10))
+    done
+    return 1
+}
+
 if [[ $force == 0 && -f $stamp && "$(cat "$stamp")" == "$stamp_text" ]]; then
     log "up to date ($sysroot)"
     exit 0
@@ -101,11 +112,11 @@ done
 
 if ((${#missing[@]})); then
     log "downloading ${#missing[@]} armhf packages from $mirror ($suite)"
-    apt-get "${apt_opts[@]}" -q update
+    retry apt-get "${apt_opts[@]}" -q update
     (
         cd "$cache/debs"
         for p in "${missing[@]}"; do rm -f "$p"_*_armhf.deb "$p"_*_all.deb; done
-        apt-get "${apt_opts[@]}" -q download "${missing[@]/%/:armhf}"
+        retry apt-get "${apt_opts[@]}" -q download "${missing[@]/%/:armhf}"
     )
 else
     log "all packages are cached; nothing to download"

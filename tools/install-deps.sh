@@ -18,6 +18,8 @@ packages=(
     fonts-wqy-microhei
     # tests and benchmarks
     libgtest-dev libgmock-dev libbenchmark-dev valgrind
+    # the code-page table generator (tools/), which a test also runs as a cross-check
+    python3
     # the armhf cross build and its test runner (the sysroot is fetched by apt-get download)
     g++-arm-linux-gnueabihf qemu-user debian-archive-keyring
     # fuzz preset (libFuzzer and sanitizer runtimes)

@@ -40,7 +40,8 @@ bool parseSide(const std::string& text, int& value)
 bool parseSize(const std::string& text, int& width, int& height)
 {
     size_t x = text.find('x');
-    return x != std::string::npos && parseSide(text.substr(0, x), width) && parseSide(text.substr(x + 1), height);
+    return x != std::string::npos && parseSide(text.substr(0, x), width)
+        && parseSide(text.substr(x + 1), height);
 }
 
 // Reads the whole file, refusing one that is not exactly expected bytes long.
@@ -63,16 +64,23 @@ bool readScreen(const char* path, size_t expected, std::vector<uint8_t>& data)
         return false;
     }
     if (got != expected || longer) {
-        std::fprintf(stderr, "lumi-shot: %s is %s than the expected %zu bytes (width x height x 2); wrong size given?\n",
-            path, longer ? "longer" : "shorter", expected);
+        std::fprintf(stderr,
+            "lumi-shot: %s is %s than the expected %zu bytes (width x height x 2); wrong size given?\n", path,
+            longer ? "longer" : "shorter", expected);
         return false;
     }
     return true;
 }
 
 // Exact widening: full intensity stays full (31 -> 255, 63 -> 255).
-uint8_t widen5(unsigned v) { return static_cast<uint8_t>((v << 3) | (v >> 2)); }
-uint8_t widen6(unsigned v) { return static_cast<uint8_t>((v << 2) | (v >> 4)); }
+uint8_t widen5(unsigned v)
+{
+    return static_cast<uint8_t>((v << 3) | (v >> 2));
+}
+uint8_t widen6(unsigned v)
+{
+    return static_cast<uint8_t>((v << 2) | (v >> 4));
+}
 
 bool writePng(const char* path, const std::vector<uint8_t>& screen, int width, int height)
 {
@@ -98,8 +106,8 @@ bool writePng(const char* path, const std::vector<uint8_t>& screen, int width, i
         return false;
     }
     png_init_io(png, file);
-    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8, PNG_COLOR_TYPE_RGB,
-        PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8,
+        PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
     for (int y = 0; y < height; ++y) {
         const uint8_t* src = &screen[static_cast<size_t>(y) * width * 2];

@@ -8,7 +8,7 @@
 #   --asan   also build and test the "asan" preset (address and undefined
 #            behaviour sanitizers)
 # Environment: UISHULL_JOBS (build and test jobs, default 2),
-#              UISHULL_TEST_TIMEOUT (seconds a test may take, default 300).
+#              UISHULL_TEST_TIMEOUT (seconds a test may take, default 60).
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -30,7 +30,7 @@ for arg in "$@"; do
 done
 
 jobs=${UISHULL_JOBS:-2}
-timeout=${UISHULL_TEST_TIMEOUT:-300}
+timeout=${UISHULL_TEST_TIMEOUT:-60}
 logdir=$repo/build/test-logs
 mkdir -p "$logdir"
 rm -f "$logdir"/*.log

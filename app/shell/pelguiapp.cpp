@@ -1,11 +1,13 @@
 #include "shell/pelguiapp.h"
 
 #include "shell/dummywindow.h"
+#include "shell/pelnotifier.h"
 
 #include <lumi/platform.h>
 #include <lumi/window.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <cstdio>
 #include <sys/wait.h>
 
@@ -168,4 +170,12 @@ int PelGuiApp::filterMsg(LUMIMessage& msg)
         return 0;
     }
     return 0;
+}
+
+void PelGuiApp::discardMsg(LUMIMessage& msg)
+{
+    if (msg.id == MSG_PEL_NOTIFY && msg.data) {
+        free(msg.data);
+        msg.data = nullptr;
+    }
 }

@@ -21,6 +21,8 @@ public:
 
     void onIdle() override;
     int filterMsg(LUMIMessage& msg) override;
+    // Frees the string of an undelivered notification (message 8195).
+    void discardMsg(LUMIMessage& msg) override;
 
     int init(const char* appName);
     void term();

@@ -73,7 +73,8 @@ void setPicture(const Bitmap& bitmap, unsigned short colourKey)
     s_cursor.colourKey = colourKey;
     s_cursor.picture.assign(static_cast<size_t>(bitmap.width()) * static_cast<size_t>(bitmap.height()), 0);
     for (int row = 0; row < bitmap.height(); ++row) {
-        const uint8_t* src = reinterpret_cast<const uint8_t*>(bitmap.bits()) + static_cast<size_t>(row) * bitmap.stride();
+        const uint8_t* src
+            = reinterpret_cast<const uint8_t*>(bitmap.bits()) + static_cast<size_t>(row) * bitmap.stride();
         std::memcpy(&s_cursor.picture[static_cast<size_t>(row) * bitmap.width()], src,
             static_cast<size_t>(bitmap.width()) * 2);
     }
@@ -130,7 +131,8 @@ void cursorOverlay(pixman_image_t* frame, Rect& now, Rect& before)
         uint16_t* dst = view.row(y) + area.left;
         std::memcpy(&s_cursor.saved[static_cast<size_t>(y - area.top) * area.width()], dst,
             static_cast<size_t>(area.width()) * 2);
-        const uint16_t* src = &s_cursor.picture[static_cast<size_t>(y - full.top) * s_cursor.width + (area.left - full.left)];
+        const uint16_t* src
+            = &s_cursor.picture[static_cast<size_t>(y - full.top) * s_cursor.width + (area.left - full.left)];
         for (int i = 0; i < area.width(); ++i) {
             if (src[i] != s_cursor.colourKey)
                 dst[i] = src[i];
@@ -153,7 +155,8 @@ void cursorRestore(pixman_image_t* frame)
     const Rect& area = s_cursor.savedArea;
     if (area.right <= view.width && area.bottom <= view.height) {
         for (int y = area.top; y < area.bottom; ++y)
-            std::memcpy(view.row(y) + area.left, &s_cursor.saved[static_cast<size_t>(y - area.top) * area.width()],
+            std::memcpy(view.row(y) + area.left,
+                &s_cursor.saved[static_cast<size_t>(y - area.top) * area.width()],
                 static_cast<size_t>(area.width()) * 2);
     }
     s_cursor.saved.clear();
@@ -232,7 +235,7 @@ void Cursor::destroy()
     s_cursor.picture.clear();
     s_cursor.width = 0;
     s_cursor.height = 0;
-    showChange();   // erases it from the screen, if there is one
+    showChange(); // erases it from the screen, if there is one
     // Back to the state of a program that never made a cursor, so a later
     // run-time in the same process starts clean.
     s_cursor = CursorState();

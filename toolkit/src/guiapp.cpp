@@ -34,6 +34,8 @@ int GuiApp::filterMsg(LUMIMessage&)
     return 0;
 }
 
+void GuiApp::discardMsg(LUMIMessage&) { }
+
 int GuiApp::init(const char* name, int)
 {
     std::strncpy(m_name, name ? name : "", sizeof m_name - 1);
@@ -72,6 +74,8 @@ void GuiApp::term()
             (*it)->destroy();
         s->deleteBuried();
     }
+    for (LUMIMessage& m : m_queue)
+        discardMsg(m);
     m_queue.clear();
 }
 
@@ -100,11 +104,12 @@ MainWndBase* GuiApp::getTopWnd()
 
 void GuiApp::purgeMessages(WndBase* window)
 {
-    m_queue.erase(std::remove_if(m_queue.begin(), m_queue.end(),
-                      [window](const LUMIMessage& m) {
-                          return m.target == window || (m.id == MSG_NOTIFY && m.data == window);
-                      }),
-        m_queue.end());
+    auto doomed = std::stable_partition(m_queue.begin(), m_queue.end(), [window](const LUMIMessage& m) {
+        return !(m.target == window || (m.id == MSG_NOTIFY && m.data == window));
+    });
+    for (auto it = doomed; it != m_queue.end(); ++it)
+        discardMsg(*it);
+    m_queue.erase(doomed, m_queue.end());
 }
 
 void GuiApp::deliver(LUMIMessage& msg)

@@ -199,6 +199,15 @@ void Screen::addFlush(const Rect& rect)
 {
     Rect r = rect;
     r &= Rect(0, 0, m_width, m_height);
+    if (r.isEmpty())
+        return;
+    // Drawing inside the area being painted is shown with it anyway; this
+    // spares a region union per drawing call on the paint path.
+    if (m_painting) {
+        pixman_box32_t box { r.left, r.top, r.right, r.bottom };
+        if (pixman_region32_contains_rectangle(m_paintArea.native(), &box) == PIXMAN_REGION_IN)
+            return;
+    }
     m_shown.unite(r);
 }
 

@@ -21,10 +21,10 @@ constexpr size_t kMaxInputLine = 256;
 struct InputCommand {
     enum Kind { None, Key, Press, Move, Release, Tap };
     Kind kind { None };
-    int code { 0 };          // Key: the key code (0..65535)
-    bool hasState { false };  // Key: down or up was given
-    bool up { false };        // Key: the state given
-    int x { 0 };              // pointer commands: screen coordinates (-32768..32767)
+    int code { 0 }; // Key: the key code (0..65535)
+    bool hasState { false }; // Key: down or up was given
+    bool up { false }; // Key: the state given
+    int x { 0 }; // pointer commands: screen coordinates (-32768..32767)
     int y { 0 };
 };
 

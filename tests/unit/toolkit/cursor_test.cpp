@@ -25,7 +25,8 @@ constexpr uint16_t kBlue = 0x001F;
 // A frame whose every pixel is different, so a misplaced copy shows.
 class Frame {
 public:
-    Frame() : pixels(kFrameWidth * kFrameHeight)
+    Frame()
+        : pixels(kFrameWidth * kFrameHeight)
     {
         for (int i = 0; i < kFrameWidth * kFrameHeight; ++i)
             pixels[i] = static_cast<uint16_t>(0x4000 + i);

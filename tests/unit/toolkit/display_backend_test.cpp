@@ -12,7 +12,7 @@ namespace {
 
 off_t fileSize(const std::string& path)
 {
-    struct stat st {};
+    struct stat st { };
     if (stat(path.c_str(), &st) != 0)
         return -1;
     return st.st_size;
@@ -32,8 +32,9 @@ TEST(ParseSize, AcceptsWidthByHeight)
 
 TEST(ParseSize, RejectsMalformedOrOutOfRangeSizesAndLeavesTheOutputsAlone)
 {
-    for (const char* bad : { "", "x", "800", "800x", "x480", "0x480", "800x0", "8193x10", "10x8193", "-1x5",
-             "+1x5", "80 0x480", "800x480 ", "800X480", "800x480x2", "0x0", "99999999999x1", "1e3x2", "abc" }) {
+    for (const char* bad :
+        { "", "x", "800", "800x", "x480", "0x480", "800x0", "8193x10", "10x8193", "-1x5", "+1x5", "80 0x480",
+            "800x480 ", "800X480", "800x480x2", "0x0", "99999999999x1", "1e3x2", "abc" }) {
         int w = 7;
         int h = 9;
         EXPECT_FALSE(lumi::parseSize(bad, w, h)) << bad;
@@ -65,10 +66,10 @@ TEST(DisplayFactory, RefusesAnEmptyFbdevDeviceName)
 
 TEST(DisplayFactory, RefusesAFileBackendWithoutAPath)
 {
-    for (const char* spec : { "file", "file:", "file::320x240" }) {
+    for (const char* description : { "file", "file:", "file::320x240" }) {
         std::string error;
-        EXPECT_EQ(lumi::createDisplayBackend(spec, error), nullptr) << spec;
-        EXPECT_NE(error.find("missing path"), std::string::npos) << spec << ": " << error;
+        EXPECT_EQ(lumi::createDisplayBackend(description, error), nullptr) << description;
+        EXPECT_NE(error.find("missing path"), std::string::npos) << description << ": " << error;
     }
 }
 
@@ -84,7 +85,7 @@ TEST(DisplayFactory, MakesAFileScreenOfTheDefaultSize)
     EXPECT_EQ(fileSize(tmp.file("screen.raw")), 800 * 480 * 2);
 }
 
-TEST(DisplayFactory, TakesTheSizeAfterTheLastColonOfAFileSpec)
+TEST(DisplayFactory, TakesTheSizeAfterTheLastColonOfAFileDisplay)
 {
     lumitest::TempDir tmp;
     std::string error;
@@ -108,14 +109,14 @@ TEST(DisplayFactory, KeepsAColonInAFilePathWhenNoSizeFollowsIt)
     EXPECT_EQ(fileSize(tmp.file("c:d.raw")), 16 * 8 * 2);
 }
 
-TEST(DisplayFactory, RefusesAFileSpecWhoseSizeIsMistyped)
+TEST(DisplayFactory, RefusesAFileDisplayWhoseSizeIsMistyped)
 {
     lumitest::TempDir tmp;
     for (const char* size : { ":800x48O", ":0x480", ":800x", ":9000x10" }) {
         std::string error;
-        std::string spec = "file:" + tmp.file("screen.raw") + size;
-        EXPECT_EQ(lumi::createDisplayBackend(spec.c_str(), error), nullptr) << spec;
-        EXPECT_NE(error.find("bad size"), std::string::npos) << spec << ": " << error;
+        std::string description = "file:" + tmp.file("screen.raw") + size;
+        EXPECT_EQ(lumi::createDisplayBackend(description.c_str(), error), nullptr) << description;
+        EXPECT_NE(error.find("bad size"), std::string::npos) << description << ": " << error;
     }
     // No file was made under a wrong name either.
     EXPECT_EQ(fileSize(tmp.file("screen.raw")), -1);
@@ -124,8 +125,8 @@ TEST(DisplayFactory, RefusesAFileSpecWhoseSizeIsMistyped)
 TEST(DisplayFactory, RefusesAnOverlongDescription)
 {
     std::string error;
-    std::string spec = "file:/" + std::string(5000, 'a');
-    EXPECT_EQ(lumi::createDisplayBackend(spec.c_str(), error), nullptr);
+    std::string description = "file:/" + std::string(5000, 'a');
+    EXPECT_EQ(lumi::createDisplayBackend(description.c_str(), error), nullptr);
     EXPECT_NE(error.find("too long"), std::string::npos) << error;
 }
 

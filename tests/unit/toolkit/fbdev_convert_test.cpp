@@ -108,6 +108,80 @@ TEST(FbdevConvert, CopiesA16BitRowUnchangedForRgb565)
     EXPECT_EQ(out[3], 0xBEEF);
 }
 
+TEST(FbdevCopy, FindsThePannedVisibleAreaFromTheOffsetsAndThePitch)
+{
+    EXPECT_EQ(lumi::fbVisibleOffset(0, 0, 1600, 16), 0u);
+    EXPECT_EQ(lumi::fbVisibleOffset(0, 480, 1600, 16), 480u * 1600u);
+    EXPECT_EQ(lumi::fbVisibleOffset(3, 2, 4096, 32), 2u * 4096u + 3u * 4u);
+}
+
+// Device memory of a small 32-bit screen with a pitch wider than its rows,
+// filled with a marker so that every byte written shows.
+struct FakeFrameBuffer {
+    static constexpr int kWidth = 6;
+    static constexpr int kHeight = 4;
+    static constexpr size_t kPitch = 40; // 6 pixels are 24 bytes; 16 bytes of padding
+    std::vector<uint32_t> memory = std::vector<uint32_t>(kPitch / 4 * kHeight, 0xA5A5A5A5);
+    lumi::FbSurface surface()
+    {
+        lumi::FbSurface s;
+        s.visible = reinterpret_cast<uint8_t*>(memory.data());
+        s.lineLength = kPitch;
+        s.width = kWidth;
+        s.height = kHeight;
+        s.format = xrgb8888();
+        return s;
+    }
+    uint32_t at(int x, int y) const { return memory[y * (kPitch / 4) + x]; }
+};
+
+TEST(FbdevCopy, ConvertsOnlyTheFlushedRectanglesHonouringThePitch)
+{
+    FakeFrameBuffer fb;
+    std::vector<uint16_t> frame(FakeFrameBuffer::kWidth * FakeFrameBuffer::kHeight, 0xF800);
+    Rect rects[] = { Rect(1, 1, 3, 3), Rect(5, 3, 6, 4) };
+    lumi::fbCopyRects(fb.surface(), frame.data(), FakeFrameBuffer::kWidth * 2, rects, 2);
+    for (int y = 0; y < FakeFrameBuffer::kHeight; ++y) {
+        for (int x = 0; x < FakeFrameBuffer::kWidth; ++x) {
+            bool flushed = rects[0].ptInRect(x, y) || rects[1].ptInRect(x, y);
+            EXPECT_EQ(fb.at(x, y), flushed ? 0x00FF0000u : 0xA5A5A5A5u) << "at " << x << "," << y;
+        }
+    }
+    // The padding after each row is never written.
+    for (int y = 0; y < FakeFrameBuffer::kHeight; ++y)
+        for (size_t x = FakeFrameBuffer::kWidth; x < FakeFrameBuffer::kPitch / 4; ++x)
+            EXPECT_EQ(fb.memory[y * (FakeFrameBuffer::kPitch / 4) + x], 0xA5A5A5A5u);
+}
+
+TEST(FbdevCopy, ClipsRectanglesToTheVisibleScreen)
+{
+    FakeFrameBuffer fb;
+    std::vector<uint16_t> frame(FakeFrameBuffer::kWidth * FakeFrameBuffer::kHeight, 0x001F);
+    Rect rect(4, -2, 100, 1);
+    lumi::fbCopyRects(fb.surface(), frame.data(), FakeFrameBuffer::kWidth * 2, &rect, 1);
+    EXPECT_EQ(fb.at(4, 0), 0x000000FFu);
+    EXPECT_EQ(fb.at(5, 0), 0x000000FFu);
+    EXPECT_EQ(fb.at(3, 0), 0xA5A5A5A5u);
+    EXPECT_EQ(fb.at(4, 1), 0xA5A5A5A5u);
+    EXPECT_EQ(fb.memory[FakeFrameBuffer::kWidth], 0xA5A5A5A5u) << "the padding after row 0";
+}
+
+TEST(FbdevCopy, CopiesRgb565RowsUnchangedToA16BitDevice)
+{
+    std::vector<uint16_t> memory(8 * 2, 0xBEEF); // pitch 16 bytes for a 5-pixel row
+    lumi::FbSurface surface;
+    surface.visible = reinterpret_cast<uint8_t*>(memory.data());
+    surface.lineLength = 16;
+    surface.width = 5;
+    surface.height = 2;
+    const std::vector<uint16_t> frame = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10 };
+    Rect rect(1, 1, 4, 2);
+    lumi::fbCopyRects(surface, frame.data(), 5 * 2, &rect, 1);
+    const std::vector<uint16_t> expected = { 0xBEEF, 0xBEEF, 0xBEEF, 0xBEEF, 0xBEEF, 0xBEEF, 0xBEEF, 0xBEEF,
+        0xBEEF, 7, 8, 9, 0xBEEF, 0xBEEF, 0xBEEF, 0xBEEF };
+    EXPECT_EQ(memory, expected);
+}
+
 TEST(FbdevDisplay, RefusesARegularFileAsNotAFrameBuffer)
 {
     lumitest::TempDir tmp;

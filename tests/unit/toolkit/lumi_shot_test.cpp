@@ -16,7 +16,7 @@ namespace {
 struct Picture {
     int width { 0 };
     int height { 0 };
-    std::vector<uint8_t> rgb;   // 3 bytes a pixel, rows top first
+    std::vector<uint8_t> rgb; // 3 bytes a pixel, rows top first
 };
 
 // Reads an 8-bit RGB PNG; false for anything else.
@@ -86,10 +86,31 @@ TEST_F(LumiShotTest, ConvertsARawScreenToAPngWithExactlyWidenedChannels)
     ASSERT_EQ(picture.width, 4);
     ASSERT_EQ(picture.height, 2);
     const std::vector<uint8_t> expected = {
-        255, 255, 255, 0, 0, 0, 255, 0, 0, 0, 255, 0,   // first row
-        0, 0, 255, 8, 8, 24, 132, 134, 140,
+        255,
+        255,
+        255,
+        0,
+        0,
+        0,
+        255,
+        0,
+        0,
+        0,
+        255,
+        0, // first row
+        0,
+        0,
+        255,
+        8,
+        8,
+        24,
+        132,
+        134,
+        140,
         // 0x7119: r 14, g 8, b 25.
-        (14 << 3) | (14 >> 2), (8 << 2) | (8 >> 4), (25 << 3) | (25 >> 2),
+        (14 << 3) | (14 >> 2),
+        (8 << 2) | (8 >> 4),
+        (25 << 3) | (25 >> 2),
     };
     EXPECT_EQ(picture.rgb, expected);
 }
@@ -112,7 +133,7 @@ TEST_F(LumiShotTest, AssumesAn800By480ScreenWhenNoSizeIsGiven)
 
 TEST_F(LumiShotTest, RefusesAFileWhoseSizeDoesNotMatchTheScreen)
 {
-    writeRaw(tmp.file("screen.raw"), std::vector<uint16_t>(6, 0));   // 12 bytes
+    writeRaw(tmp.file("screen.raw"), std::vector<uint16_t>(6, 0)); // 12 bytes
     EXPECT_EQ(shot({ tmp.file("screen.raw"), tmp.file("short.png"), "4x2" }), 1);
     EXPECT_NE(errors().find("shorter than the expected 16 bytes"), std::string::npos) << errors();
     EXPECT_EQ(shot({ tmp.file("screen.raw"), tmp.file("long.png"), "2x2" }), 1);

@@ -178,29 +178,29 @@ TEST_F(SdlDisplayTest, TranslatesDesktopKeysToTheDevicesKeyCodes)
     pushKey(SDL_KEYDOWN, SDLK_1, KMOD_RSHIFT);
     pushKey(SDL_KEYDOWN, SDLK_5);
     pushKey(SDL_KEYDOWN, SDLK_SPACE);
-    pushKey(SDL_KEYDOWN, SDLK_F12);   // no such key on the device: dropped
+    pushKey(SDL_KEYDOWN, SDLK_F12); // no such key on the device: dropped
     display->pumpInput();
     settle();
 
     std::vector<int> codes;
     for (const auto& key : window.keys)
         codes.push_back(key.first);
-    const std::vector<int> expected = { VK_Left, VK_Up, VK_Down, VK_Select, VK_Select, VK_Escape, VK_Back, VK_Tab,
-        VK_Home, VK_Menu, VK_Menu, 'a', 'A', '!', '5', ' ' };
+    const std::vector<int> expected = { VK_Left, VK_Up, VK_Down, VK_Select, VK_Select, VK_Escape, VK_Back,
+        VK_Tab, VK_Home, VK_Menu, VK_Menu, 'a', 'A', '!', '5', ' ' };
     EXPECT_EQ(codes, expected);
 }
 
 TEST_F(SdlDisplayTest, TurnsAHeldMouseButtonIntoPressMoveAndRelease)
 {
-    pushMotion(50, 50);   // not held: not a sample
+    pushMotion(50, 50); // not held: not a sample
     pushButton(SDL_MOUSEBUTTONDOWN, 100, 60);
     pushMotion(120, 70);
     pushButton(SDL_MOUSEBUTTONUP, 120, 70);
     display->pumpInput();
     settle();
     using Event = std::tuple<int, int, unsigned int>;
-    const std::vector<Event> expected = { Event(100, 60, MOUSE_PRESS), Event(120, 70, MOUSE_MOVE),
-        Event(120, 70, MOUSE_RELEASE) };
+    const std::vector<Event> expected
+        = { Event(100, 60, MOUSE_PRESS), Event(120, 70, MOUSE_MOVE), Event(120, 70, MOUSE_RELEASE) };
     EXPECT_EQ(window.pointer, expected);
 }
 

@@ -207,7 +207,7 @@ protected:
 
 TEST_F(TestInputSocketTest, CreatesTheSocketForItsOwnerOnly)
 {
-    struct stat st {};
+    struct stat st { };
     ASSERT_EQ(lstat(socketPath.c_str(), &st), 0);
     EXPECT_TRUE(S_ISSOCK(st.st_mode));
     EXPECT_EQ(st.st_mode & 0777, 0600u);
@@ -233,7 +233,8 @@ TEST_F(TestInputSocketTest, TurnsPointerCommandsIntoPressMoveAndRelease)
     ASSERT_TRUE(pumpUntil([&] { return window.pointer.size() >= 5; }));
     EXPECT_EQ(window.pointer,
         (std::vector<Pointer> { Pointer(100, 200, MOUSE_PRESS), Pointer(110, 205, MOUSE_MOVE),
-            Pointer(110, 205, MOUSE_RELEASE), Pointer(400, 240, MOUSE_PRESS), Pointer(400, 240, MOUSE_RELEASE) }));
+            Pointer(110, 205, MOUSE_RELEASE), Pointer(400, 240, MOUSE_PRESS),
+            Pointer(400, 240, MOUSE_RELEASE) }));
 }
 
 TEST_F(TestInputSocketTest, ReportsAMalformedLineAndGoesOnWithTheNext)
@@ -299,7 +300,7 @@ TEST_F(TestInputSocketTest, AcceptsALineSplitOverSeveralWrites)
 TEST_F(TestInputSocketTest, CloseRemovesTheSocketFile)
 {
     lumi::closeTestInput();
-    struct stat st {};
+    struct stat st { };
     EXPECT_NE(lstat(socketPath.c_str(), &st), 0);
     EXPECT_LT(connectClient(), 0);
 }
@@ -350,12 +351,14 @@ TEST_F(TestInputSocketTest, LumiInputSendsEachArgumentAsOneLine)
 {
     REQUIRE_TOOL(toolkittest::toolPath("lumi-input"));
     const std::string stderrPath = tmp.file("lumi-input.err");
-    ASSERT_EQ(toolkittest::runTool(toolkittest::toolPath("lumi-input"), { socketPath, "key 28", "tap 5 6" }, stderrPath),
+    ASSERT_EQ(toolkittest::runTool(
+                  toolkittest::toolPath("lumi-input"), { socketPath, "key 28", "tap 5 6" }, stderrPath),
         0)
         << toolkittest::readText(stderrPath);
     ASSERT_TRUE(pumpUntil([&] { return window.keys.size() >= 2 && window.pointer.size() >= 2; }));
     EXPECT_EQ(window.keys, (std::vector<Key> { { VK_Right, false }, { VK_Right, true } }));
-    EXPECT_EQ(window.pointer, (std::vector<Pointer> { Pointer(5, 6, MOUSE_PRESS), Pointer(5, 6, MOUSE_RELEASE) }));
+    EXPECT_EQ(
+        window.pointer, (std::vector<Pointer> { Pointer(5, 6, MOUSE_PRESS), Pointer(5, 6, MOUSE_RELEASE) }));
 }
 
 TEST_F(TestInputSocketTest, LumiInputCopiesStandardInputWhenGivenNoCommands)
@@ -367,7 +370,8 @@ TEST_F(TestInputSocketTest, LumiInputCopiesStandardInputWhenGivenNoCommands)
     std::fputs("# a recorded session\nkey 30 down\nkey 30 up\n", file);
     std::fclose(file);
     const std::string stderrPath = tmp.file("lumi-input.err");
-    ASSERT_EQ(toolkittest::runTool(toolkittest::toolPath("lumi-input"), { socketPath }, stderrPath, script), 0)
+    ASSERT_EQ(
+        toolkittest::runTool(toolkittest::toolPath("lumi-input"), { socketPath }, stderrPath, script), 0)
         << toolkittest::readText(stderrPath);
     ASSERT_TRUE(pumpUntil([&] { return window.keys.size() >= 2; }));
     EXPECT_EQ(window.keys, (std::vector<Key> { { VK_Up, false }, { VK_Up, true } }));
@@ -378,9 +382,27 @@ TEST(LumiInput, FailsWithAMessageWhenNothingListens)
     REQUIRE_TOOL(toolkittest::toolPath("lumi-input"));
     lumitest::TempDir tmp;
     const std::string stderrPath = tmp.file("lumi-input.err");
-    EXPECT_EQ(
-        toolkittest::runTool(toolkittest::toolPath("lumi-input"), { tmp.file("nobody.sock"), "key 1" }, stderrPath), 1);
+    EXPECT_EQ(toolkittest::runTool(
+                  toolkittest::toolPath("lumi-input"), { tmp.file("nobody.sock"), "key 1" }, stderrPath),
+        1);
     EXPECT_NE(toolkittest::readText(stderrPath).find("cannot connect"), std::string::npos);
+}
+
+}
+
+namespace {
+
+TEST(TestInputWithoutRunTime, RefusesToListenAndCreatesNoSocket)
+{
+    ASSERT_EQ(GuiRT::instance(), nullptr);
+    lumitest::TempDir tmp;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(lumi::openTestInput(tmp.file("input.sock").c_str()), -1);
+    std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("no run-time"), std::string::npos) << errors;
+    struct stat st { };
+    EXPECT_NE(lstat(tmp.file("input.sock").c_str(), &st), 0);
+    lumi::closeTestInput(); // nothing open: nothing happens
 }
 
 }

@@ -2,7 +2,7 @@
 // Runs one of the helper programs built with the toolkit and reports how it ended.
 //
 // A cross build's tests run under an emulator, which cannot start the helper
-// programs (built for the same foreign machine) by itself. UISHULL_TOOL_EMULATOR,
+// programs (built for the same foreign machine) by itself. UISHULL_EMULATOR,
 // when set, is the command that can ("qemu-arm -L SYSROOT", words separated by
 // blanks); without it such tests skip rather than fail.
 
@@ -27,14 +27,15 @@ inline std::string toolPath(const std::string& name)
 }
 
 struct ToolRun {
-    int startError { 0 };   // errno of a failed start, 0 when the program ran
-    int status { -1 };      // exit status; -1 when it did not exit normally
+    int startError { 0 }; // errno of a failed start, 0 when the program ran
+    int status { -1 }; // exit status; -1 when it did not exit normally
 };
 
 // Forks and execs argv with stdin from stdinPath and stderr into stderrPath.
 // A descriptor closed by a successful exec tells the parent whether the
 // program started, so "could not start" is never mistaken for exit status 127.
-inline ToolRun spawn(std::vector<std::string> argv, const std::string& stdinPath, const std::string& stderrPath)
+inline ToolRun spawn(
+    std::vector<std::string> argv, const std::string& stdinPath, const std::string& stderrPath)
 {
     ToolRun run;
     std::vector<char*> args;
@@ -84,12 +85,12 @@ inline ToolRun spawn(std::vector<std::string> argv, const std::string& stdinPath
 }
 
 // Runs program with args, stdin from stdinPath (or /dev/null) and stderr into
-// stderrPath, through UISHULL_TOOL_EMULATOR when that is set.
+// stderrPath, through UISHULL_EMULATOR when that is set.
 inline ToolRun runToolChecked(const std::string& program, const std::vector<std::string>& args,
     const std::string& stderrPath, const std::string& stdinPath = "/dev/null")
 {
     std::vector<std::string> argv;
-    const char* emulator = std::getenv("UISHULL_TOOL_EMULATOR");
+    const char* emulator = std::getenv("UISHULL_EMULATOR");
     if (emulator && *emulator) {
         std::string words = emulator;
         size_t at = 0;
@@ -108,8 +109,8 @@ inline ToolRun runToolChecked(const std::string& program, const std::vector<std:
 }
 
 // The exit status of the program, or -1 when it could not be started.
-inline int runTool(const std::string& program, const std::vector<std::string>& args, const std::string& stderrPath,
-    const std::string& stdinPath = "/dev/null")
+inline int runTool(const std::string& program, const std::vector<std::string>& args,
+    const std::string& stderrPath, const std::string& stdinPath = "/dev/null")
 {
     ToolRun run = runToolChecked(program, args, stderrPath, stdinPath);
     return run.startError ? -1 : run.status;
@@ -120,13 +121,13 @@ inline int runTool(const std::string& program, const std::vector<std::string>& a
 inline std::string toolProblem(const std::string& program, bool& skip)
 {
     skip = false;
-    struct stat st {};
+    struct stat st { };
     if (stat(program.c_str(), &st) != 0)
         return program + " is missing: build it first";
     ToolRun run = runToolChecked(program, {}, "/dev/null");
     if (run.startError == ENOEXEC) {
         skip = true;
-        return program + " is built for another machine (set UISHULL_TOOL_EMULATOR to run it)";
+        return program + " is built for another machine (set UISHULL_EMULATOR to run it)";
     }
     if (run.startError)
         return program + " cannot be started: " + std::to_string(run.startError);
@@ -151,11 +152,11 @@ inline std::string readText(const std::string& path)
 
 // Skips the current test when the tool cannot run on this machine, and fails
 // it when the tool is missing or broken.
-#define REQUIRE_TOOL(program)                                          \
-    do {                                                               \
-        bool toolSkip = false;                                         \
-        std::string toolWhy = toolkittest::toolProblem(program, toolSkip); \
-        if (toolSkip)                                                  \
-            GTEST_SKIP() << toolWhy;                                   \
-        ASSERT_EQ(toolWhy, "");                                        \
+#define REQUIRE_TOOL(program)                                                                                \
+    do {                                                                                                     \
+        bool toolSkip = false;                                                                               \
+        std::string toolWhy = toolkittest::toolProblem(program, toolSkip);                                   \
+        if (toolSkip)                                                                                        \
+            GTEST_SKIP() << toolWhy;                                                                         \
+        ASSERT_EQ(toolWhy, "");                                                                              \
     } while (false)

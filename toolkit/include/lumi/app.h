@@ -102,6 +102,10 @@ public:
     virtual void onIdle();
     // Sees every message before it is delivered; returns 1 to swallow it.
     virtual int filterMsg(LUMIMessage& msg);
+    // Called for a queued message that is dropped undelivered (its target
+    // was destroyed, or the application ends), so that whatever it carries
+    // can be released.
+    virtual void discardMsg(LUMIMessage& msg);
 
     int init(const char* name, int flags);
     // Runs the loop until exit() is called; returns exit's code.

@@ -17,42 +17,42 @@ namespace lumi {
 
 namespace {
 
-constexpr int kDefaultWidth = 800;
-constexpr int kDefaultHeight = 480;
-constexpr int kMaxSide = 8192;
-// Longer specs are refused before any parsing: no sane path or size is this long.
-constexpr size_t kMaxSpecLength = 4096;
-constexpr const char* kDefaultFbDevice = "/dev/fb0";
+    constexpr int kDefaultWidth = 800;
+    constexpr int kDefaultHeight = 480;
+    constexpr int kMaxSide = 8192;
+    // Longer descriptions are refused before any parsing: no sane path or size is this long.
+    constexpr size_t kMaxDescriptionLength = 4096;
+    constexpr const char* kDefaultFbDevice = "/dev/fb0";
 
-// Parses 1..kMaxSide written as plain decimal digits.
-bool parseSide(const std::string& text, int& value)
-{
-    if (text.empty() || text.size() > 5)
-        return false;
-    int result = 0;
-    for (char c : text) {
-        if (c < '0' || c > '9')
+    // Parses 1..kMaxSide written as plain decimal digits.
+    bool parseSide(const std::string& text, int& value)
+    {
+        if (text.empty() || text.size() > 5)
             return false;
-        result = result * 10 + (c - '0');
+        int result = 0;
+        for (char c : text) {
+            if (c < '0' || c > '9')
+                return false;
+            result = result * 10 + (c - '0');
+        }
+        if (result < 1 || result > kMaxSide)
+            return false;
+        value = result;
+        return true;
     }
-    if (result < 1 || result > kMaxSide)
-        return false;
-    value = result;
-    return true;
-}
 
-// A trailing field meant as a size: "800x480", but also a mistyped "800x48O",
-// which is better refused than turned into part of a file name.
-bool looksLikeSize(const std::string& text)
-{
-    return !text.empty() && std::isdigit(static_cast<unsigned char>(text[0]))
-        && text.find('x') != std::string::npos;
-}
+    // A trailing field meant as a size: "800x480", but also a mistyped "800x48O",
+    // which is better refused than turned into part of a file name.
+    bool looksLikeSize(const std::string& text)
+    {
+        return !text.empty() && std::isdigit(static_cast<unsigned char>(text[0]))
+            && text.find('x') != std::string::npos;
+    }
 
-std::string sizeError(const std::string& name, const std::string& size)
-{
-    return name + ": bad size \"" + size + "\" (expected WxH, each 1.." + std::to_string(kMaxSide) + ")";
-}
+    std::string sizeError(const std::string& name, const std::string& size)
+    {
+        return name + ": bad size \"" + size + "\" (expected WxH, each 1.." + std::to_string(kMaxSide) + ")";
+    }
 
 }
 
@@ -70,10 +70,10 @@ bool parseSize(const std::string& text, int& width, int& height)
     return true;
 }
 
-std::unique_ptr<DisplayBackend> createDisplayBackend(const char* spec, std::string& error)
+std::unique_ptr<DisplayBackend> createDisplayBackend(const char* description, std::string& error)
 {
-    std::string text = (spec && *spec) ? spec : "fbdev";
-    if (text.size() > kMaxSpecLength) {
+    std::string text = (description && *description) ? description : "fbdev";
+    if (text.size() > kMaxDescriptionLength) {
         error = "display description too long";
         return nullptr;
     }

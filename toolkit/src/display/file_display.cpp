@@ -15,102 +15,104 @@ namespace lumi {
 
 namespace {
 
-constexpr int kMaxSide = 8192;
+    constexpr int kMaxSide = 8192;
 
-class FileDisplay final : public DisplayBackend {
-public:
-    ~FileDisplay() override
-    {
-        if (m_map)
-            munmap(m_map, m_mapSize);
-    }
+    class FileDisplay final : public DisplayBackend {
+    public:
+        ~FileDisplay() override
+        {
+            if (m_map)
+                munmap(m_map, m_mapSize);
+        }
 
-    bool open(const std::string& path, int width, int height, std::string& error)
-    {
-        if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
-            error = "file: size out of range";
-            return false;
+        bool open(const std::string& path, int width, int height, std::string& error)
+        {
+            if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
+                error = "file: size out of range";
+                return false;
+            }
+            // Readable by others on purpose: tools and tests watch the screen live.
+            UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644));
+            if (!fd.valid()) {
+                int err = errno;
+                error = "file: cannot create " + path + ": " + std::strerror(err);
+                return false;
+            }
+            struct stat st { };
+            if (fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
+                error = "file: " + path + " is not a regular file";
+                return false;
+            }
+            // Emptied first so that a screen of an earlier run never shows through.
+            size_t size = static_cast<size_t>(width) * static_cast<size_t>(height) * 2;
+            if (ftruncate(fd.get(), 0) != 0 || ftruncate(fd.get(), static_cast<off_t>(size)) != 0) {
+                int err = errno;
+                error = "file: cannot size " + path + ": " + std::strerror(err);
+                return false;
+            }
+            void* map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
+            if (map == MAP_FAILED) {
+                int err = errno;
+                error = "file: cannot map " + path + ": " + std::strerror(err);
+                return false;
+            }
+            // The mapping keeps the file's pages; the descriptor is not needed any more.
+            m_map = static_cast<uint8_t*>(map);
+            m_mapSize = size;
+            m_width = width;
+            m_height = height;
+            return true;
         }
-        // Readable by others on purpose: tools and tests watch the screen live.
-        UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644));
-        if (!fd.valid()) {
-            int err = errno;
-            error = "file: cannot create " + path + ": " + std::strerror(err);
-            return false;
-        }
-        struct stat st {};
-        if (fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
-            error = "file: " + path + " is not a regular file";
-            return false;
-        }
-        // Emptied first so that a screen of an earlier run never shows through.
-        size_t size = static_cast<size_t>(width) * static_cast<size_t>(height) * 2;
-        if (ftruncate(fd.get(), 0) != 0 || ftruncate(fd.get(), static_cast<off_t>(size)) != 0) {
-            int err = errno;
-            error = "file: cannot size " + path + ": " + std::strerror(err);
-            return false;
-        }
-        void* map = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0);
-        if (map == MAP_FAILED) {
-            int err = errno;
-            error = "file: cannot map " + path + ": " + std::strerror(err);
-            return false;
-        }
-        // The mapping keeps the file's pages; the descriptor is not needed any more.
-        m_map = static_cast<uint8_t*>(map);
-        m_mapSize = size;
-        m_width = width;
-        m_height = height;
-        return true;
-    }
 
-    int width() const override { return m_width; }
-    int height() const override { return m_height; }
+        int width() const override { return m_width; }
+        int height() const override { return m_height; }
 
-    void flush(const uint16_t* frame, int stride, const Rect* rects, int count) override
-    {
-        if (!m_map || !frame || !rects)
-            return;
-        const Rect screen(0, 0, m_width, m_height);
-        for (int i = 0; i < count; ++i) {
-            Rect r = rects[i];
-            r &= screen;
-            if (r.isEmpty())
-                continue;
-            for (int y = r.top; y < r.bottom; ++y) {
-                const uint16_t* src = reinterpret_cast<const uint16_t*>(
-                    reinterpret_cast<const uint8_t*>(frame) + static_cast<size_t>(y) * stride) + r.left;
-                uint8_t* dst = m_map + (static_cast<size_t>(y) * m_width + r.left) * 2;
-                copyRow(src, dst, r.width());
+        void flush(const uint16_t* frame, int stride, const Rect* rects, int count) override
+        {
+            if (!m_map || !frame || !rects)
+                return;
+            const Rect screen(0, 0, m_width, m_height);
+            for (int i = 0; i < count; ++i) {
+                Rect r = rects[i];
+                r &= screen;
+                if (r.isEmpty())
+                    continue;
+                for (int y = r.top; y < r.bottom; ++y) {
+                    const uint16_t* src
+                        = reinterpret_cast<const uint16_t*>(
+                              reinterpret_cast<const uint8_t*>(frame) + static_cast<size_t>(y) * stride)
+                        + r.left;
+                    uint8_t* dst = m_map + (static_cast<size_t>(y) * m_width + r.left) * 2;
+                    copyRow(src, dst, r.width());
+                }
             }
         }
-    }
 
-private:
-    static void copyRow(const uint16_t* src, uint8_t* dst, int count)
-    {
+    private:
+        static void copyRow(const uint16_t* src, uint8_t* dst, int count)
+        {
 #if __BYTE_ORDER == __LITTLE_ENDIAN
-        std::memcpy(dst, src, static_cast<size_t>(count) * 2);
+            std::memcpy(dst, src, static_cast<size_t>(count) * 2);
 #else
-        for (int i = 0; i < count; ++i) {
-            dst[2 * i] = static_cast<uint8_t>(src[i] & 0xFF);
-            dst[2 * i + 1] = static_cast<uint8_t>(src[i] >> 8);
-        }
+            for (int i = 0; i < count; ++i) {
+                dst[2 * i] = static_cast<uint8_t>(src[i] & 0xFF);
+                dst[2 * i + 1] = static_cast<uint8_t>(src[i] >> 8);
+            }
 #endif
-    }
+        }
 
-    // Device.
-    uint8_t* m_map { nullptr };
-    size_t m_mapSize { 0 };
-    // Configuration.
-    int m_width { 0 };
-    int m_height { 0 };
-};
+        // Device.
+        uint8_t* m_map { nullptr };
+        size_t m_mapSize { 0 };
+        // Configuration.
+        int m_width { 0 };
+        int m_height { 0 };
+    };
 
 }
 
-std::unique_ptr<DisplayBackend> createFileDisplay(const std::string& path, int width, int height,
-    std::string& error)
+std::unique_ptr<DisplayBackend> createFileDisplay(
+    const std::string& path, int width, int height, std::string& error)
 {
     auto display = std::make_unique<FileDisplay>();
     if (!display->open(path, width, height, error))

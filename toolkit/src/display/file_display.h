@@ -11,7 +11,7 @@ namespace lumi {
 // Creates (or truncates) path to width x height x 2 bytes, maps it shared and
 // returns a backend that copies every flushed rectangle into it, so that other
 // processes can read the screen while it changes. Null with error on failure.
-std::unique_ptr<DisplayBackend> createFileDisplay(const std::string& path, int width, int height,
-    std::string& error);
+std::unique_ptr<DisplayBackend> createFileDisplay(
+    const std::string& path, int width, int height, std::string& error);
 
 }

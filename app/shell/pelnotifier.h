@@ -1,0 +1,36 @@
+#pragma once
+// The notifier socket: other processes (the update script) report progress
+// with short datagrams "TYPE@PAYLOAD"; each becomes message 8195 for the
+// window with id 101.
+
+#include <lumi/app.h>
+
+// Where the socket lives; update scripts send to this path.
+#define PEL_NOTIFIER_PATH "/tmp/autorun_msg.dat"
+
+// The application's own notification message.
+enum : int {
+    MSG_PEL_NOTIFY = 0x2003,
+};
+
+class PelNotifier : public EventHandler {
+public:
+    PelNotifier() = default;
+    ~PelNotifier() override;
+
+    // Creates and binds the socket (a stale file at the path is removed
+    // first) and registers it with the loop. Returns 0; a socket or bind
+    // failure ends the process with status 1.
+    static int init();
+    void onRead(int fd) override;
+
+    // The socket path; tests and the virtual board point it elsewhere.
+    static const char* path();
+    static void setPath(const char* path);
+    // The bound descriptor, or -1.
+    static int fd();
+    // Unregisters and closes the socket (the file stays, as on the device).
+    static void close();
+};
+
+extern PelNotifier g_pelNotifier;

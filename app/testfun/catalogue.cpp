@@ -1,0 +1,95 @@
+#include "testfun/catalogue.h"
+
+#include "testfun/log.hpp"
+
+#include <lumi/config.h>
+
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// The built-in demo tests of rows 1 to 5; "test2" twice is the program's list.
+const char* const kDemoNames[CATALOGUE_DEMO_ITEMS] = { "test1", "test2", "test2", "test3", "test4" };
+
+// The factory of a row whose test class exists:
+//     { "test_lcd", "LCD\xC6\xC1", makeItem<TestLCD> },
+template <class T> [[maybe_unused]] TestItem* makeItem(char* name)
+{
+    return new T(name);
+}
+
+// The constructors take char* as the device's program declares them; they
+// only read the name.
+char* nameOf(const char* text)
+{
+    return const_cast<char*>(text);
+}
+
+}
+
+// Rows 6 to 18. The test classes are built by later work on the device tests
+// (Parts 3.2 to 3.6 and 4.4); until a class exists its factory stays null,
+// which skips the row but still reads its key, so the carry-over of the value
+// between keys (see initTestItems) already decides every later row right.
+// Adding a test class is then only filling in its factory here. Each class
+// chooses its own auto-run flag.
+// clang-format off
+const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
+    { "test_mouse",     "\xCA\xF3\xB1\xEA",                     nullptr },  // 鼠标 mouse: MouseItem (3.2)
+    { "test_nandflash", "\xC4\xDA\xB2\xBF\xB4\xA2\xB4\xE6",     nullptr },  // 内部储存 internal storage: TestNandFlash (3.5)
+    { "test_USBDisk",   "U\xC5\xCC\xB2\xE2\xCA\xD4",            nullptr },  // U盘测试 USB disk test: TestUdisk (3.5)
+    { "test_wifi",      "\xCE\xDE\xCF\xDF",                     nullptr },  // 无线 wireless: TestWIFI (3.5)
+    { "test_calts",     "\xB4\xA5\xC3\xFE\xC6\xC1\xD0\xA3\xD7\xBC", nullptr },  // 触摸屏校准 touch-screen calibration: TestTouchScreen (4.4)
+    { "test_ethernet",  "\xD2\xD4\xCC\xAB\xCD\xF8",             nullptr },  // 以太网 Ethernet: TestNetWork (3.5)
+    { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             nullptr },  // 照相机 camera: TestCamera (3.4)
+    { "test_lcd",       "LCD\xC6\xC1",                          nullptr },  // LCD屏 LCD screen: TestLCD (3.6)
+    { "test_audio",     "\xD2\xF4\xC6\xB5",                     nullptr },  // 音频 audio: TestAUDIO (3.3)
+    { "test_motor",     "\xD5\xF0\xB6\xAF",                     nullptr },  // 震动 vibration: TestMotor (3.6)
+    { "test_sensor",    "G-\xB4\xAB\xB8\xD0\xC6\xF7",           nullptr },  // G-传感器 G-sensor: TestSensor (3.6)
+    { "test_charge",    "\xB3\xE4\xB5\xE7\xD7\xB4\xCC\xAC",     nullptr },  // 充电状态 charging state: TestBattery (3.6)
+    { "test_keypress",  "\xB0\xB4\xBC\xFC",                     nullptr },  // 按键 keys: InputItem (3.2)
+};
+// clang-format on
+
+int initTestItems(TDynArray<TestItem*>& items)
+{
+    bool decided[CATALOGUE_CONFIG_ROWS];
+    return initTestItems(items, decided);
+}
+
+int initTestItems(TDynArray<TestItem*>& items, bool (&decided)[CATALOGUE_CONFIG_ROWS])
+{
+    for (bool& on : decided)
+        on = false;
+
+    // Any non-zero result fails, including a file with a line that cannot be
+    // parsed: the screen then shows an empty list, not half a catalogue.
+    IniFile ini;
+    if (ini.open("config.ini") != 0) {
+        printf("[Error] open %s fails.\n", "config.ini");
+        return -1;
+    }
+
+    for (const char* name : kDemoNames)
+        items.push_back(new demoTestItem(nameOf(name)));
+
+    // Kept: enabled is deliberately not reset between keys. A missing key, or
+    // a value that does not start with a number, stores nothing, so the
+    // previous key's decision is reused (for the first key, the starting 0).
+    // Product files rely on it: "test_mouse=1" alone switches on every row.
+    int enabled = 0;
+    for (int i = 0; i < CATALOGUE_CONFIG_ROWS; ++i) {
+        const CatalogueRow& row = g_catalogueRows[i];
+        char buffer[10];
+        memset(buffer, 0, sizeof buffer);
+        ini.readString("function", row.key, buffer, -1);
+        sscanf(buffer, "%d", &enabled);
+        decided[i] = enabled != 0;
+        if (enabled && row.create)
+            items.push_back(row.create(nameOf(row.name)));
+    }
+
+    ini.close();
+    return 0;
+}

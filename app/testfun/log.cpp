@@ -1,0 +1,165 @@
+#include "testfun/log.hpp"
+
+#include "platform/charset.h"
+
+#include <lumi/app.h>
+#include <lumi/controls.h>
+#include <lumi/message.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+// glibc's reporter behind assert(): it prints "PROGRAM: FILE:LINE: FUNCTION:
+// Assertion `EXPRESSION' failed." and aborts. <assert.h> declares it only
+// when NDEBUG is not defined, so it is declared here for every build.
+extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
+    const char* function) noexcept __attribute__((__noreturn__));
+
+namespace {
+
+// The device's program fails its assertions with the text the device prints:
+// source "testfun/log", line 52, and the constructor's name. Calling the
+// reporter directly (rather than through assert()) keeps that text exact
+// instead of printing this build's path and line, and keeps the check in
+// the release builds too, which define NDEBUG and are what the device runs:
+// a nameless test is a programming error that must stop the program there.
+[[noreturn]] void failNameAssertion()
+{
+    __assert_fail("name && strlen(name)", "testfun/log", 52, "TestItem::TestItem(char*, bool)");
+}
+
+// The quick-test window's id, and the program's notification message (8195)
+// with the type that means "a test has finished". Kept private: the shell's
+// headers own the message's name.
+constexpr int kQuickTestWndId = 101;
+constexpr int kNotifyMessage = 0x2003;
+constexpr int kNotifyTestFinished = 3;
+
+// Formatted text of one log line; the buffer has a few bytes more so that
+// the newline and the 0 byte always fit after a line that fills it.
+constexpr size_t kLogLineSize = 1024;
+
+}
+
+TestItem::TestItem(char* name, bool autoRun)
+{
+    if (!(name && strlen(name)))
+        failNameAssertion();
+    int length = static_cast<int>(strlen(name));
+    this->name = str2utf8(name, &length, CHARSET_GBK);
+    this->autoRun = autoRun;
+    tested = false;
+}
+
+TestItem::~TestItem()
+{
+    free(name);
+    name = nullptr;
+}
+
+const char* TestItem::getName()
+{
+    return name;
+}
+
+int TestItem::getResult()
+{
+    return result;
+}
+
+void TestItem::setResult(int value)
+{
+    result = value;
+}
+
+bool TestItem::isAutoRun()
+{
+    return autoRun;
+}
+
+void TestItem::setTested(bool value)
+{
+    tested = value;
+}
+
+bool TestItem::getTested()
+{
+    return tested;
+}
+
+void EditLog::Message(const char* fmt, ...)
+{
+    if (!edit || !fmt)
+        return;
+
+    char line[kLogLineSize + 4];
+    va_list args;
+    va_start(args, fmt);
+    const int rc = vsnprintf(line, kLogLineSize, fmt, args);
+    va_end(args);
+    if (rc < 0)
+        line[0] = '\0'; // an encoding error leaves the buffer undefined: an empty line
+
+    // Kept: the newline goes after whatever was formatted, without shortening
+    // a line that fills the 1024 bytes first.
+    const size_t n = strlen(line);
+    line[n] = '\n';
+    line[n + 1] = '\0';
+
+    int length = static_cast<int>(n + 1);
+    if (char* utf8 = str2utf8(line, &length, CHARSET_GBK)) {
+        edit->replaceText(utf8);
+        free(utf8);
+    }
+
+    // Once there are more than eight lines, scroll so that the newest line is
+    // the last one shown.
+    int first = 0;
+    int last = 0;
+    edit->visibleLines(&first, &last);
+    const int count = edit->lineCount();
+    if (count > 8)
+        edit->setTopLine(count - (last - first));
+
+    // The test that writes is running inside an event handler: paint now, not
+    // when the loop next runs.
+    edit->updateWindow();
+}
+
+int demoTestItem::s_result = 0;
+
+demoTestItem::demoTestItem(char* name)
+    : TestItem(name, false)
+{
+    outcome = s_result % 3;
+    ++s_result;
+}
+
+int demoTestItem::execute(Log* log)
+{
+    if (log) {
+        log->Message("Test: %s", name);
+        log->Message("Test: waiting %s", name);
+        log->Message("Test: waiting0 ....%s", name);
+    }
+    switch (outcome) {
+    case 1:
+        return 1;
+    case 2:
+        return 2;
+    default:
+        return 0;
+    }
+}
+
+int postTestFinished()
+{
+    GuiApp* app = theGuiApp();
+    WndBase* window = app ? app->getWndById(kQuickTestWndId) : nullptr;
+    if (!window)
+        return -1;
+    app->addMsg(LUMIMessage(window, kNotifyMessage, kNotifyTestFinished));
+    return 0;
+}

@@ -1,0 +1,302 @@
+// The smooth grid's model and geometry: supplier, work region, cell sizes,
+// visible range, index arithmetic, hit-testing and the multi-selection.
+
+#include "widgets/pelsmoothgrid.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/time.h>
+
+// The source file name the grid's assertions report.
+#define GRID_SOURCE "pelsmoothgrid.cpp"
+
+// A fatal check whose text is the condition exactly as written.
+#define GRID_ASSERT(condition, function)                                                                     \
+    do {                                                                                                     \
+        if (!(condition))                                                                                    \
+            smoothgrid::assertFail(#condition, GRID_SOURCE, __LINE__, function);                             \
+    } while (0)
+
+namespace {
+
+unsigned int (*s_tickSource)() = nullptr;
+
+}
+
+namespace smoothgrid {
+
+void assertFail(const char* condition, const char* file, unsigned int line, const char* function)
+{
+    // The standard assertion's line, so that logs and scripts read it alike.
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s: %s:%u: %s: Assertion `%s' failed.\n", program_invocation_short_name, file, line,
+        function, condition);
+    std::abort();
+}
+
+}
+
+unsigned int millisec_tick()
+{
+    if (s_tickSource)
+        return s_tickSource();
+    timeval now {};
+    gettimeofday(&now, nullptr);
+    return static_cast<unsigned int>(now.tv_sec) * 1000u + static_cast<unsigned int>(now.tv_usec / 1000);
+}
+
+void setMillisecTickSource(unsigned int (*source)())
+{
+    s_tickSource = source;
+}
+
+PelSmoothGrid::PelSmoothGrid() = default;
+
+PelSmoothGrid::~PelSmoothGrid()
+{
+    if (m_ownSupplier && m_supplier)
+        delete m_supplier;
+    m_supplier = nullptr;
+    multiselectionOpOver();
+}
+
+int PelSmoothGrid::create(WndBase* parent, const Rect& rect, unsigned int style)
+{
+    const int result = WndBase::create(parent, rect, style);
+    getClientRect(m_workRegion);
+    if (result != 0)
+        return result;
+    if (m_scrollTimer == 0)
+        m_scrollTimer = setTimer(20);
+    // Laid out from the rectangle as given, in the parent's coordinates, as
+    // the draggable bar has always been; setScrollBarWidth lays it out again
+    // from the client rectangle.
+    layoutScrollBar(rect);
+    return 0;
+}
+
+void PelSmoothGrid::setSupplier(GridSupplier* supplier, bool own)
+{
+    if (supplier != m_supplier) {
+        if (m_ownSupplier && m_supplier)
+            delete m_supplier;
+        m_ownSupplier = own;
+        m_supplier = supplier;
+        return;
+    }
+    m_ownSupplier = own;
+}
+
+void PelSmoothGrid::setRowCol(int rows, int cols)
+{
+    m_rows = rows < 1 ? 1 : rows;
+    m_cols = cols < 1 ? 1 : cols;
+    Rect client;
+    getClientRect(client);
+    setWorkRegion(client);
+}
+
+void PelSmoothGrid::getRowCol(int& rows, int& cols) const
+{
+    rows = m_rows;
+    cols = m_cols;
+}
+
+void PelSmoothGrid::getVisibleRange(int& first, int& last) const
+{
+    first = m_firstItem;
+    last = m_lastItem;
+}
+
+void PelSmoothGrid::setWorkRegion(const Rect& rect)
+{
+    m_workRegion = rect;
+    // Whole cells only, the spare pixels shared out on both sides.
+    m_workRegion.right -= rect.width() % m_cols;
+    m_workRegion.bottom -= rect.height() % m_rows;
+    m_workRegion.offset(
+        (rect.width() - m_workRegion.width()) / 2, (rect.height() - m_workRegion.height()) / 2);
+    updateGridSize();
+}
+
+void PelSmoothGrid::updateGridSize()
+{
+    const int width = m_workRegion.width();
+    const int height = m_workRegion.height();
+    m_itemWidth = width / m_cols;
+    m_itemHeight = height / m_rows;
+    m_pageHeight = height;
+    m_pageWidth = width;
+    const int count = itemCount();
+    m_contentHeight = m_itemHeight * ((count + m_cols - 1) / m_cols);
+    m_contentWidth = m_itemWidth * ((count + m_rows - 1) / m_rows);
+}
+
+void PelSmoothGrid::updateItemPos()
+{
+    static const char* const kFunction = "void PelSmoothGrid::updateItemPos()";
+    GRID_ASSERT(m_rows > 0, kFunction);
+    GRID_ASSERT(m_cols > 0, kFunction);
+    GRID_ASSERT(m_itemHeight > 0, kFunction);
+    GRID_ASSERT(m_itemWidth > 0, kFunction);
+    GRID_ASSERT(m_pageHeight > 0, kFunction);
+    GRID_ASSERT(m_pageWidth > 0, kFunction);
+
+    updateGridSize();
+    const bool columnMajor = isColumnMajor();
+    for (;;) {
+        if (columnMajor) {
+            m_firstItem = m_rows * (m_xPos / m_itemWidth);
+            m_headWidth = m_itemWidth - m_xPos % m_itemWidth;
+            m_tailWidth = m_itemWidth - (m_pageWidth - m_headWidth) % m_itemWidth;
+            if (m_headWidth == 0)
+                m_headWidth = m_itemWidth;
+            if (m_tailWidth == 0)
+                m_tailWidth = m_itemWidth;
+            m_visibleCount = m_rows * ((m_pageWidth + m_itemWidth - 1) / m_itemWidth);
+            if (m_xPos % m_itemWidth != 0)
+                m_visibleCount += m_rows;
+        } else {
+            m_firstItem = m_cols * (m_yPos / m_itemHeight);
+            m_headHeight = m_itemHeight - m_yPos % m_itemHeight;
+            m_tailHeight = m_itemHeight - (m_pageHeight - m_headHeight) % m_itemHeight;
+            if (m_headHeight == 0)
+                m_headHeight = m_itemHeight;
+            if (m_tailHeight == 0)
+                m_tailHeight = m_itemHeight;
+            m_visibleCount = m_cols * ((m_pageHeight + m_itemHeight - 1) / m_itemHeight);
+            if (m_yPos % m_itemHeight != 0)
+                m_visibleCount += m_cols;
+        }
+        m_lastItem = m_firstItem + m_visibleCount - 1;
+
+        // Cells: the items rounded up to whole lines, at least one full page.
+        const int items = itemCount();
+        int count
+            = columnMajor ? (items + m_rows - 1) / m_rows * m_rows : (items + m_cols - 1) / m_cols * m_cols;
+        if (count < m_rows * m_cols)
+            count = m_rows * m_cols;
+        if (count == 0)
+            return;
+        GRID_ASSERT((m_firstItem >= 0 && m_firstItem < count) || (m_firstItem == 0 && count == 0), kFunction);
+        GRID_ASSERT(m_lastItem >= 0, kFunction);
+        // Kept: a last visible cell one past the last cell is accepted, so a
+        // partly scrolled last line may show a line of empty cells.
+        if (m_lastItem <= count)
+            return;
+        // Scrolled beyond the content: back one item and again.
+        if (columnMajor) {
+            m_xPos -= m_itemWidth;
+            m_xTarget = m_xPos;
+        } else {
+            m_yPos -= m_itemHeight;
+            m_yTarget = m_yPos;
+        }
+    }
+}
+
+int PelSmoothGrid::indexToRowCol(int index, int& row, int& col) const
+{
+    if (isColumnMajor()) {
+        col = index / m_rows;
+        row = index % m_rows;
+        return col;
+    }
+    row = index / m_cols;
+    col = index % m_cols;
+    return row;
+}
+
+int PelSmoothGrid::indexFromRowCol(int row, int col) const
+{
+    return isColumnMajor() ? col * m_rows + row : row * m_cols + col;
+}
+
+int PelSmoothGrid::point2Index(int x, int y) const
+{
+    // Before the first geometry there are no cells to hit.
+    if (m_itemHeight <= 0 || m_itemWidth <= 0)
+        return -1;
+    if (isColumnMajor())
+        return ((m_xPos + x) / m_itemWidth) * m_rows + y / m_itemHeight;
+    return ((m_yPos + y) / m_itemHeight) * m_cols + x / m_itemWidth;
+}
+
+void PelSmoothGrid::getItemRect(int index, Rect& rect) const
+{
+    const int k = index - m_firstItem;
+    if (isColumnMajor()) {
+        rect.top = m_workRegion.top + (k % m_rows) * m_itemHeight;
+        rect.bottom = rect.top + m_itemHeight;
+        rect.left = m_workRegion.left + m_headWidth - m_itemWidth + (k / m_rows) * m_itemWidth;
+        rect.right = rect.left + m_itemWidth;
+        if (isStyle(GRID_STYLE_STRETCH_LAST) && m_workRegion.bottom - rect.bottom < m_itemHeight)
+            rect.bottom = m_workRegion.bottom;
+        return;
+    }
+    rect.left = m_workRegion.left + (k % m_cols) * m_itemWidth;
+    rect.right = rect.left + m_itemWidth;
+    rect.top = m_workRegion.top + m_headHeight - m_itemHeight + (k / m_cols) * m_itemHeight;
+    rect.bottom = rect.top + m_itemHeight;
+    if (isStyle(GRID_STYLE_STRETCH_LAST) && m_workRegion.right - rect.right < m_itemWidth)
+        rect.right = m_workRegion.right;
+}
+
+int PelSmoothGrid::onSelect(int index)
+{
+    if (!m_multiselection) {
+        // The selected item is activated, whatever index says.
+        if (m_selected >= 0 && m_selected < itemCount())
+            sendNotifyMsg(GRID_NOTIFY_ACTIVATE, m_selected);
+        return 0;
+    }
+    if (inMultiselection(index))
+        delFromMultiselection(index);
+    else
+        m_multiSelected.push_back(index);
+    return 0;
+}
+
+void PelSmoothGrid::setMutiselectionMode(bool on)
+{
+    m_multiselection = on;
+    if (!on)
+        multiselectionOpOver();
+}
+
+bool PelSmoothGrid::inMultiselection(int index) const
+{
+    for (int i = 0; i < m_multiSelected.size(); ++i) {
+        if (m_multiSelected[i] == index)
+            return true;
+    }
+    return false;
+}
+
+int PelSmoothGrid::delFromMultiselection(int index)
+{
+    for (int i = 0; i < m_multiSelected.size(); ++i) {
+        if (m_multiSelected[i] == index)
+            return m_multiSelected.erase(i);
+    }
+    return -1;
+}
+
+void PelSmoothGrid::multiselectionOpOver()
+{
+    m_multiSelected.clear();
+}
+
+void PelSmoothGrid::postNotifyMsg(int code, int param)
+{
+    WndBase::postNotifyMsg(code, param);
+}
+
+void PelSmoothGrid::postMoveMessage(bool horizontal, bool vertical)
+{
+    if (horizontal)
+        postNotifyMsg(GRID_NOTIFY_XPOS, m_xPos);
+    if (vertical)
+        postNotifyMsg(GRID_NOTIFY_YPOS, m_yPos);
+}
