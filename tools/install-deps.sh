@@ -20,6 +20,8 @@ packages=(
     libgtest-dev libgmock-dev libbenchmark-dev valgrind
     # the code-page table generator (tools/), which a test also runs as a cross-check
     python3
+    # end-to-end tests run the program in a sandbox with its own /tmp and a fake poweroff
+    bubblewrap
     # the armhf cross build and its test runner (the sysroot is fetched by apt-get download)
     g++-arm-linux-gnueabihf qemu-user debian-archive-keyring
     # fuzz preset (libFuzzer and sanitizer runtimes)

@@ -1,6 +1,7 @@
 #include "testfun/log.hpp"
 
 #include "platform/charset.h"
+#include "platform/fatal.h"
 
 #include <lumi/app.h>
 #include <lumi/controls.h>
@@ -10,12 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-// glibc's reporter behind assert(): it prints "PROGRAM: FILE:LINE: FUNCTION:
-// Assertion `EXPRESSION' failed." and aborts. <assert.h> declares it only
-// when NDEBUG is not defined, so it is declared here for every build.
-extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
-    const char* function) noexcept __attribute__((__noreturn__));
 
 namespace {
 
@@ -27,7 +22,7 @@ namespace {
 // a nameless test is a programming error that must stop the program there.
 [[noreturn]] void failNameAssertion()
 {
-    __assert_fail("name && strlen(name)", "testfun/log", 52, "TestItem::TestItem(char*, bool)");
+    fatalAssertion("name && strlen(name)", "testfun/log", 52, "TestItem::TestItem(char*, bool)");
 }
 
 // The quick-test window's id, and the program's notification message (8195)

@@ -1,6 +1,7 @@
 #include "widgets/pelmsgbox.h"
 
 #include "platform/charset.h"
+#include "platform/fatal.h"
 #include "widgets/pelbutton.h"
 
 #include <lumi/app.h>
@@ -15,22 +16,7 @@
 
 namespace {
 
-// A misused box is a programming error: stop the way a failed standard
-// assertion does, with the same line on stderr, in optimised builds as well
-// (a factory tool that carries on would record verdicts nobody asked for).
-// The place reported is fixed rather than taken from __LINE__, so the text
-// that crash logs are matched against does not move when this file is edited.
-[[noreturn]] void assertionFailed(const char* condition, unsigned int line, const char* function)
-{
-    std::fflush(stdout);
-    std::fprintf(stderr, "%s%s%s:%u: %s%sAssertion `%s' failed.\n", program_invocation_short_name,
-        *program_invocation_short_name ? ": " : "", "pelmsgbox", line, function, ": ", condition);
-    std::fflush(stderr);
-    std::abort();
-}
-
-#define PMB_ASSERT(condition, line, function)                                                                \
-    ((condition) ? static_cast<void>(0) : assertionFailed(#condition, line, function))
+#define PMB_ASSERT(condition, line, function) PEL_ASSERT(condition, "pelmsgbox", line, function)
 
 constexpr unsigned int kCreateAssertLine = 56;
 constexpr const char* kCreateFunction = "int PmpMsgBox::create(WndBase*, uint32_t, const char*)";

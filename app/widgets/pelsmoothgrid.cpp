@@ -15,25 +15,12 @@
 #define GRID_ASSERT(condition, function)                                                                     \
     do {                                                                                                     \
         if (!(condition))                                                                                    \
-            smoothgrid::assertFail(#condition, GRID_SOURCE, __LINE__, function);                             \
+            fatalAssertion(#condition, GRID_SOURCE, __LINE__, function);                             \
     } while (0)
 
 namespace {
 
 unsigned int (*s_tickSource)() = nullptr;
-
-}
-
-namespace smoothgrid {
-
-void assertFail(const char* condition, const char* file, unsigned int line, const char* function)
-{
-    // The standard assertion's line, so that logs and scripts read it alike.
-    std::fflush(stdout);
-    std::fprintf(stderr, "%s: %s:%u: %s: Assertion `%s' failed.\n", program_invocation_short_name, file, line,
-        function, condition);
-    std::abort();
-}
 
 }
 

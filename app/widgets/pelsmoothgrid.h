@@ -13,6 +13,7 @@
 // Model and geometry, painting and input live in pelsmoothgrid.cpp,
 // pelsmoothgrid_paint.cpp and pelsmoothgrid_input.cpp.
 
+#include "platform/fatal.h"
 #include "widgets/tdynarray.h"
 
 #include <lumi/rect.h>
@@ -63,13 +64,6 @@ void setMillisecTickSource(unsigned int (*source)());
 // True exactly when region is one rectangle whose bounds equal rect.
 bool isRepaintAll(const Rect& rect, const Region& region);
 
-namespace smoothgrid {
-// Prints a standard assertion failure line for condition and aborts. The
-// grid's programming errors end the program this way in every build type.
-[[noreturn]] void assertFail(
-    const char* condition, const char* file, unsigned int line, const char* function);
-}
-
 // What a grid shows: the item count and a painter for one cell. The owning
 // window usually implements it itself and passes itself, not owned.
 class GridSupplier {
@@ -94,7 +88,7 @@ public:
     int setBarLen(int count, bool horizontal)
     {
         if (!count)
-            smoothgrid::assertFail(
+            fatalAssertion(
                 "count", kHeaderName, 126, "void PelSmoothScrollBar::setBarLen(int, bool)");
         m_barLen = (horizontal ? m_trackRect.width() : m_trackRect.height()) / count;
         const int unraised = m_barLen;
@@ -108,7 +102,7 @@ public:
     int getPos(int point, int length, int count, bool horizontal)
     {
         if (!length)
-            smoothgrid::assertFail(
+            fatalAssertion(
                 "length", kHeaderName, 82, "int PelSmoothScrollBar::getPos(int, int, int, bool)");
         setBarLen(count, horizontal);
         const int travel = (horizontal ? m_trackRect.width() : m_trackRect.height()) - m_barLen;
@@ -122,7 +116,7 @@ public:
     Rect getBarRect(int pos, int length, int count, bool horizontal, bool useTrack)
     {
         if (!length)
-            smoothgrid::assertFail(
+            fatalAssertion(
                 "length", kHeaderName, 99, "Rect PelSmoothScrollBar::getBarRect(int, int, int, bool, bool)");
         setBarLen(count, horizontal);
         Rect r = useTrack ? m_trackRect : m_touchRect;

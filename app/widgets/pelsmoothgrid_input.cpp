@@ -159,7 +159,7 @@ bool PelSmoothGrid::needMoveFocus(int key)
 {
     const int itemCount = this->itemCount();
     if (!(itemCount > 0))
-        smoothgrid::assertFail(
+        fatalAssertion(
             "itemCount > 0", "pelsmoothgrid.cpp", 676, "bool PelSmoothGrid::needMoveFocus(int)");
 
     // Named for row-major order; column-major exchanges up and down with

@@ -1,5 +1,6 @@
 #include "child_process.h"
 #include "lumi_test.h"
+#include "sandbox.h"
 
 #include <csignal>
 #include <sys/socket.h>
@@ -9,13 +10,28 @@
 
 namespace {
 
+// The program runs in a sandbox whose /tmp is the test's directory: its
+// notifier socket, screen file and test-input socket all land there.
 class StartupTest : public ::testing::Test {
 protected:
+    void SetUp() override
+    {
+        if (!lumitest::Sandbox::available())
+            GTEST_SKIP() << "bubblewrap is not available";
+    }
     std::vector<std::string> env()
     {
-        return { "LUMI_DISPLAY=file:" + tmp.file("screen.raw") + ":800x480", "LUMI_INPUT=" + tmp.file("input") };
+        std::vector<std::string> e = box.environment();
+        e.push_back("LUMI_DISPLAY=file:/tmp/screen.raw:800x480");
+        e.push_back("LUMI_INPUT=/tmp/input");
+        return e;
     }
     std::string uishull() { return lumitest::buildProgram("app/uishull"); }
+    lumitest::ChildProcess* start(const std::vector<std::string>& args)
+    {
+        m_process = std::make_unique<lumitest::ChildProcess>(uishull(), args, env(), "", box.prefix());
+        return m_process.get();
+    }
 
     // Sends one test-input line; true when the socket accepted it.
     bool sendInput(const std::string& line)
@@ -35,6 +51,8 @@ protected:
     }
 
     lumitest::TempDir tmp;
+    lumitest::Sandbox box { tmp.path() };
+    std::unique_ptr<lumitest::ChildProcess> m_process;
 };
 
 bool exists(const std::string& path)
@@ -47,7 +65,7 @@ bool exists(const std::string& path)
 
 TEST_F(StartupTest, WithoutAnArgumentOnlyTheErrorLineIsPrintedAndTheExitIsClean)
 {
-    lumitest::ChildProcess p(uishull(), {}, env(), tmp.path());
+    lumitest::ChildProcess& p = *start({});
     ASSERT_TRUE(p.started());
     EXPECT_EQ(p.wait(), 0);
     EXPECT_EQ(p.output(), "ERROR: application parameter error!\n");
@@ -58,7 +76,7 @@ TEST_F(StartupTest, WithoutAnArgumentOnlyTheErrorLineIsPrintedAndTheExitIsClean)
 
 TEST_F(StartupTest, AnUnknownTypeIsPrintedAndTheLoopKeepsRunning)
 {
-    lumitest::ChildProcess p(uishull(), { "5" }, env(), tmp.path());
+    lumitest::ChildProcess& p = *start({ "5" });
     ASSERT_TRUE(p.waitForOutput("[--I] receive startup type=5 \n"));
     // The loop is alive: it serves the test-input socket...
     bool accepted = false;
@@ -78,7 +96,7 @@ TEST_F(StartupTest, AnUnknownTypeIsPrintedAndTheLoopKeepsRunning)
 
 TEST_F(StartupTest, ANonNumericTypeCountsAsZero)
 {
-    lumitest::ChildProcess p(uishull(), { "abc" }, env(), tmp.path());
+    lumitest::ChildProcess& p = *start({ "abc" });
     ASSERT_TRUE(p.waitForOutput("[--I] receive startup type=0 \n"));
     EXPECT_TRUE(p.running());
     p.signal(SIGTERM);
@@ -87,7 +105,7 @@ TEST_F(StartupTest, ANonNumericTypeCountsAsZero)
 
 TEST_F(StartupTest, FurtherArgumentsAreIgnored)
 {
-    lumitest::ChildProcess p(uishull(), { "9", "extra", "args" }, env(), tmp.path());
+    lumitest::ChildProcess& p = *start({ "9", "extra", "args" });
     ASSERT_TRUE(p.waitForOutput("[--I] receive startup type=9 \n"));
     p.signal(SIGINT);
     EXPECT_EQ(p.wait(), 0);
@@ -97,7 +115,7 @@ TEST_F(StartupTest, OutputReachesAPipeLineByLine)
 {
     // Line buffering: the type line arrives while the process still runs,
     // not only when it exits and flushes.
-    lumitest::ChildProcess p(uishull(), { "5" }, env(), tmp.path());
+    lumitest::ChildProcess& p = *start({ "5" });
     ASSERT_TRUE(p.waitForOutput("receive startup type=5"));
     EXPECT_TRUE(p.running());
     p.signal(SIGTERM);
@@ -106,7 +124,7 @@ TEST_F(StartupTest, OutputReachesAPipeLineByLine)
 
 TEST_F(StartupTest, TheScreenIsTheHeadlessFileOfTheRequestedSize)
 {
-    lumitest::ChildProcess p(uishull(), { "5" }, env(), tmp.path());
+    lumitest::ChildProcess& p = *start({ "5" });
     ASSERT_TRUE(p.waitForOutput("receive startup type=5"));
     struct stat st {};
     ASSERT_EQ(stat(tmp.file("screen.raw").c_str(), &st), 0);

@@ -20,10 +20,7 @@ namespace {
 std::vector<std::string> emulatorPrefix()
 {
     std::vector<std::string> words;
-    const char* env = std::getenv("UISHULL_EMULATOR");
-    if (!env)
-        return words;
-    std::istringstream in(env);
+    std::istringstream in(emulator());
     std::string w;
     while (in >> w)
         words.push_back(w);
@@ -44,7 +41,7 @@ std::string buildProgram(const std::string& relative)
 }
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& args,
-    const std::vector<std::string>& env, const std::string& workDir)
+    const std::vector<std::string>& env, const std::string& workDir, const std::vector<std::string>& wrapper)
 {
     int out[2];
     int err[2];
@@ -55,14 +52,21 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
         close(out[1]);
         return;
     }
-    std::vector<std::string> argv = emulatorPrefix();
+    m_wrapped = !wrapper.empty();
+    std::vector<std::string> argv = wrapper;
+    const std::vector<std::string> emu = emulatorPrefix();
+    argv.insert(argv.end(), emu.begin(), emu.end());
     argv.push_back(program);
     argv.insert(argv.end(), args.begin(), args.end());
     std::vector<std::string> envp = env;
     for (const char* keep : { "PATH", "TMPDIR", "LD_LIBRARY_PATH", "QEMU_LD_PREFIX", "ASAN_OPTIONS",
              "UBSAN_OPTIONS", "LSAN_OPTIONS" }) {
-        if (const char* v = std::getenv(keep))
-            envp.push_back(std::string(keep) + "=" + v);
+        const std::string prefix = std::string(keep) + "=";
+        bool given = false;
+        for (const auto& e : env)
+            given = given || e.compare(0, prefix.size(), prefix) == 0;
+        if (const char* v = std::getenv(keep); v && !given)
+            envp.push_back(prefix + v);
     }
 
     m_pid = fork();
@@ -174,7 +178,25 @@ int ChildProcess::wait(int timeoutMs)
 
 void ChildProcess::signal(int sig)
 {
-    if (m_pid > 0 && !m_reaped)
+    if (m_pid <= 0 || m_reaped)
+        return;
+    if (!m_wrapped) {
+        kill(m_pid, sig);
+        return;
+    }
+    // A wrapper (the sandbox) does not pass signals on: send them to the
+    // program it started, and let the wrapper report how that one ended.
+    const std::string path = "/proc/" + std::to_string(m_pid) + "/task/" + std::to_string(m_pid) + "/children";
+    FILE* f = std::fopen(path.c_str(), "r");
+    int child = 0;
+    bool any = false;
+    while (f && std::fscanf(f, "%d", &child) == 1) {
+        kill(child, sig);
+        any = true;
+    }
+    if (f)
+        std::fclose(f);
+    if (!any)
         kill(m_pid, sig);
 }
 

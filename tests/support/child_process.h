@@ -10,9 +10,12 @@ namespace lumitest {
 class ChildProcess {
 public:
     // program: path of the executable; env: "NAME=value" entries added to a
-    // clean environment (PATH and TMPDIR are kept).
+    // clean environment (PATH and TMPDIR are kept unless env sets them);
+    // wrapper: words run before the program (and its emulator), such as a
+    // Sandbox's prefix.
     ChildProcess(const std::string& program, const std::vector<std::string>& args,
-        const std::vector<std::string>& env, const std::string& workDir = std::string());
+        const std::vector<std::string>& env, const std::string& workDir = std::string(),
+        const std::vector<std::string>& wrapper = {});
     ~ChildProcess();   // kills the process if it still runs
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
@@ -39,6 +42,7 @@ private:
     int m_errFd { -1 };
     int m_status { -1 };
     bool m_reaped { false };
+    bool m_wrapped { false };
     std::string m_out;
     std::string m_err;
 };

@@ -46,6 +46,12 @@ std::string binaryDir()
     return env ? env : UISHULL_BINARY_DIR_DEFAULT;
 }
 
+std::string emulator()
+{
+    const char* env = std::getenv("UISHULL_EMULATOR");
+    return env ? env : UISHULL_EMULATOR_DEFAULT;
+}
+
 void ToolkitTest::SetUp()
 {
     const std::string display = "file:" + screenFile() + ":" + std::to_string(screenWidth) + "x"

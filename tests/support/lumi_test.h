@@ -29,6 +29,9 @@ private:
 // locations compiled in).
 std::string sourceDir();
 std::string binaryDir();
+// The command that runs programs of the build ("" for a native build;
+// "qemu-arm -L SYSROOT" for armhf), words separated by blanks.
+std::string emulator();
 
 // Fixture: GuiRT on "file:<tmp>/screen.raw:800x480" (width and height can be
 // changed by a subclass constructor before SetUp), a GuiApp, and a clock that

@@ -68,12 +68,8 @@ void GuiApp::exit(int code)
 
 void GuiApp::term()
 {
-    if (lumi::Screen* s = lumi::screen()) {
-        std::vector<MainWndBase*> mains = s->mainWindows();
-        for (auto it = mains.rbegin(); it != mains.rend(); ++it)
-            (*it)->destroy();
-        s->deleteBuried();
-    }
+    if (lumi::Screen* s = lumi::screen())
+        s->shutdown();
     for (LUMIMessage& m : m_queue)
         discardMsg(m);
     m_queue.clear();

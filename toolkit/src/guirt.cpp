@@ -58,6 +58,8 @@ GuiRT::~GuiRT()
         delTimer(s_pumpTimer);
         s_pumpTimer = 0;
     }
+    if (m_screen)
+        m_screen->shutdown();
     m_screen.reset();
     Cursor::destroy();
     if (s_instance == this)

@@ -48,13 +48,18 @@ Screen::Screen(std::unique_ptr<DisplayBackend> backend)
         m_stride);
 }
 
-Screen::~Screen()
+void Screen::shutdown()
 {
-    // Windows still open when the run-time ends go with it.
     std::vector<MainWndBase*> mains = m_mains;
     for (auto it = mains.rbegin(); it != mains.rend(); ++it)
         (*it)->destroy();
     deleteBuried();
+}
+
+Screen::~Screen()
+{
+    // Windows still open when the run-time ends go with it.
+    shutdown();
     m_mains.clear();
     if (m_frame)
         pixman_image_unref(m_frame);

@@ -19,6 +19,9 @@ class Screen {
 public:
     explicit Screen(std::unique_ptr<DisplayBackend> backend);
     ~Screen();
+    // Destroys the main windows still open and deletes them; the run-time
+    // calls it while lumi::screen() still answers, before it lets go.
+    void shutdown();
 
     int width() const { return m_width; }
     int height() const { return m_height; }

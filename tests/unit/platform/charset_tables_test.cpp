@@ -294,19 +294,4 @@ TEST(CodepageLookup, UnknownCharacterSetsFindNoTable)
     EXPECT_EQ(lookupCode(CHARSET_GBK, CHARSET_BIG5, 0xB0A1), 0xFEFF);
 }
 
-// The committed tables must be what the generator makes, so that they can be
-// regenerated and reviewed. Needs the source tree and python3.
-TEST(CodepageGenerator, ReproducesTheCommittedTablesByteForByte)
-{
-    const char* source = std::getenv("UISHULL_SOURCE_DIR");
-    if (!source || !*source)
-        GTEST_SKIP() << "UISHULL_SOURCE_DIR is not set (run through ctest)";
-    if (std::system("python3 -c 'import encodings.cp950' >/dev/null 2>&1") != 0)
-        GTEST_SKIP() << "python3 with the cp950 codec is not available";
-    const std::string root(source);
-    const std::string command = "python3 '" + root + "/tools/gen_codepage_tables.py' --check --output '"
-        + root + "/app/platform/codepage_tables.cpp' >/dev/null";
-    EXPECT_EQ(std::system(command.c_str()), 0) << command;
-}
-
 } // namespace

@@ -249,7 +249,6 @@ TEST_F(PelNotifierTest, UndeliveredStringsAreFreedWhenTheWindowGoes)
 
 TEST(PelNotifierDeathTest, ABindFailureEndsTheProcessWithStatusOne)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
             PelNotifier::setPath("/nonexistent-dir-for-uishull-tests/autorun_msg.dat");

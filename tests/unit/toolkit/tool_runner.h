@@ -90,7 +90,8 @@ inline ToolRun runToolChecked(const std::string& program, const std::vector<std:
     const std::string& stderrPath, const std::string& stdinPath = "/dev/null")
 {
     std::vector<std::string> argv;
-    const char* emulator = std::getenv("UISHULL_EMULATOR");
+    const std::string emulatorWords = lumitest::emulator();
+    const char* emulator = emulatorWords.empty() ? nullptr : emulatorWords.c_str();
     if (emulator && *emulator) {
         std::string words = emulator;
         size_t at = 0;
