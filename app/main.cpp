@@ -3,6 +3,7 @@
 
 #include "shell/pelguiapp.h"
 #include "shell/pelnotifier.h"
+#include "update/updatewnd.h"
 
 #include <lumi/app.h>
 #include <lumi/platform.h>
@@ -37,6 +38,11 @@ int main(int argc, char** argv)
     // Types 6 (quick test) and 7 (update) get their windows here. Any other
     // type runs the loop with nothing on the screen until the run-time is
     // ended from outside (SIGTERM or SIGINT).
+    if (type == 7) {
+        UpdateWnd* wnd = new UpdateWnd;
+        wnd->create();
+        wnd->showWindow(1);
+    }
 
     app.run();
 

@@ -269,6 +269,7 @@ Glyph* Font::Impl::render(uint32_t codePoint)
     g->width = static_cast<int>(bm.width);
     g->height = static_cast<int>(bm.rows);
     const int stride = (g->width + 3) & ~3;   // pixman wants whole 32-bit words a row
+    g->stride = stride;
     g->coverage.assign(static_cast<size_t>(stride) * g->height, 0);
     const int pitch = bm.pitch < 0 ? -bm.pitch : bm.pitch;
     for (int y = 0; y < g->height; ++y) {

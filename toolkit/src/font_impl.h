@@ -24,6 +24,7 @@ struct Glyph {
     int width { 0 };     // mask size in pixels (0 for blanks)
     int height { 0 };
     int advance { 0 };   // pen movement in pixels
+    int stride { 0 };    // bytes per row of coverage
     std::vector<uint8_t> coverage;   // rows of stride bytes
     pixman_image_t* mask { nullptr };   // a8 image over coverage, null when empty
 

@@ -170,12 +170,23 @@ void Screen::paint(const Region* limit)
             }
         }
     }
+    // Windows that cover their whole area themselves: nothing beneath them
+    // in the same main window needs painting.
+    std::vector<WndBase*> opaque;
+    for (WndBase* w : order) {
+        if (w->isOpaquePaint() && w->getParent())
+            opaque.push_back(w);
+    }
     for (WndBase* w : order) {
         // A handler run by an earlier paint may have destroyed this one.
         if (std::find(m_buried.begin(), m_buried.end(), w) != m_buried.end() || !w->isCreated())
             continue;
         Region part = visibleRegion(w);
         part.intersect(area);
+        for (WndBase* o : opaque) {
+            if (o != w && isInSubtree(o, w))
+                part.subtract(visibleRegion(o));
+        }
         if (!part.isEmpty())
             paintWindow(w, part);
     }
@@ -186,7 +197,7 @@ void Screen::paintWindow(WndBase* window, const Region& area)
 {
     m_painting = window;
     m_paintArea = area;
-    {
+    if (!window->isOpaquePaint()) {
         PaintDC dc(window);
         Rect client;
         window->getClientRect(client);

@@ -507,3 +507,45 @@ TEST_F(WindowTest, DisplayReportsTheScreenSize)
     EXPECT_EQ(Display::getParam(1), 480);
     EXPECT_EQ(Display::getParam(9), -1);
 }
+
+namespace {
+class CountingPanel : public Panel {
+public:
+    int paints { 0 };
+    int onPaint() override
+    {
+        ++paints;
+        return 0;
+    }
+};
+class OpaqueBox : public Box {
+public:
+    int erases { 0 };
+    int onDrawBackground(DC* dc, const Rect* rect, WndBase* child) override
+    {
+        ++erases;
+        return Box::onDrawBackground(dc, rect, child);
+    }
+};
+}
+
+TEST_F(WindowTest, AnOpaquePaintingChildIsNeitherErasedNorPaintedUnder)
+{
+    auto* p = new CountingPanel;
+    ASSERT_EQ(p->create(Rect(0, 0, 800, 480), 0x47, 101), 0);
+    auto* b = makeChild<OpaqueBox>(p, Rect(100, 100, 200, 200));
+    b->setOpaquePaint(true);
+    settle();
+    const int parentPaints = p->paints;
+    b->invalidateRect(nullptr);
+    settle();
+    EXPECT_EQ(p->paints, parentPaints);   // nothing of the parent lies outside the box
+    EXPECT_EQ(b->erases, 0);
+    EXPECT_EQ(shownPixel(150, 150), kRed);
+    // Around it the parent still paints.
+    p->invalidateRect(nullptr);
+    settle();
+    EXPECT_GT(p->paints, parentPaints);
+    EXPECT_EQ(shownPixel(50, 50), kBlue);
+    EXPECT_EQ(shownPixel(150, 150), kRed);
+}

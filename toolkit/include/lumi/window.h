@@ -101,6 +101,11 @@ public:
     void redrawBackground(DC& dc, const Rect* rect, WndBase* child);
     void setBackColor(unsigned short colour);
     unsigned short backColor() const { return m_backColor; }
+    // Declares that onPaint covers every pixel of the client area (a window
+    // that paints off-screen and copies the whole picture): the toolkit then
+    // neither erases its background nor paints its parents under it.
+    void setOpaquePaint(bool opaque) { m_opaquePaint = opaque; }
+    bool isOpaquePaint() const { return m_opaquePaint; }
 
     // Style and status bits; the tests are true when every given bit is set.
     bool isStyle(unsigned int bits) const { return (m_style & bits) == bits; }
@@ -152,6 +157,7 @@ private:
     bool m_destroyed { false };
     bool m_acceptFocus { true };
     bool m_isMain { false };
+    bool m_opaquePaint { false };
     bool m_pressed { false };
 };
 

@@ -1,0 +1,110 @@
+#pragma once
+// The quick-test screen (start-up type 6): the list of tests in a smooth
+// grid, the log of the running test beside it, the overall verdict, the
+// current test's line, a colour legend and the "next" and "power off"
+// buttons. The window supplies the grid's rows itself and runs the tests:
+// one by one on a touch, or one after another on a 50 ms step timer.
+//
+// Drawing and construction live in quicktestwnd.cpp, the run sequence in
+// quicktestwnd_run.cpp.
+
+#include "widgets/pelsmoothgrid.h"
+#include "widgets/tdynarray.h"
+
+#include <lumi/window.h>
+
+class DC;
+class EditLog;
+class Label;
+class PelButton;
+class PelEdit;
+class TestItem;
+
+class QuickTestWnd : public MainWndBase, public GridSupplier {
+public:
+    // Window id by which tests that finish later find this window.
+    static constexpr int kWndId = 101;
+    // Id of a test's own full-screen window, closed when the operator answers.
+    static constexpr int kTestWndId = 103;
+    // One step of the automatic run.
+    static constexpr int kStepMs = 50;
+
+    // Command ids of the question boxes.
+    enum : int {
+        CMD_OK = 110, // the function works
+        CMD_NOT_OK = 111, // the function fails
+        CMD_RETEST = 112, // test the failed row again
+        CMD_NO_RETEST = 113, // keep the failure
+    };
+
+    QuickTestWnd();
+    ~QuickTestWnd() override;
+
+    // Builds the full-screen window with id 101, reads the catalogue and the
+    // run-all setting from "config.ini", lays the controls out and starts the
+    // first step timer. Returns the result of making the main window.
+    int create();
+
+    // Rows per page of a grid area: whole 40-pixel rows (0 when it is lower
+    // than one row; the grid then raises it to 1).
+    static int gridRowsFor(const Rect& gridArea);
+
+    // GridSupplier.
+    int getItemCount() override;
+    void drawItem(DC& dc, const Rect& rect, int index, unsigned int state) override;
+
+    // The run sequence.
+    int clickItemExec(int index);
+    void checkRunNext();
+    void resultFails();
+    void labelResult();
+
+    int handleMessage(LUMIMessage& msg) override;
+    int onDrawBackground(DC* dc, const Rect* rect, WndBase* w) override;
+    int onKeydown(int key, int state) override;
+    int onTimer(int id) override;
+    int onNotify(WndBase* w, int code, int param) override;
+    int onCommand(LUMIMessage& msg) override;
+    int onActivate(bool active) override;
+
+protected:
+    TDynArray<TestItem*> items; // owned
+    PelEdit* logEdit { nullptr };
+    Label* currentLabel { nullptr };
+    Label* hintLabel { nullptr };
+    Label* failSwatch { nullptr };
+    Label* passSwatch { nullptr };
+    Label* untestedSwatch { nullptr };
+    Label* failText { nullptr };
+    Label* passText { nullptr };
+    Label* untestedText { nullptr };
+    Label* statusLabel { nullptr };
+    PelSmoothGrid* grid { nullptr };
+    PelButton* nextButton { nullptr };
+    PelButton* powerButton { nullptr };
+    EditLog* log { nullptr }; // owned
+    int itemCount { 0 };
+    int confirmIndex { -1 };
+    int runTimer { 0 };
+    int nextIndex { 0 };
+    bool running { false };
+    bool runAll { true }; // kept when "config.ini" cannot be read
+    bool failReported { false };
+    bool allPassReported { false };
+
+private:
+    // The item of row index, or null outside the list.
+    TestItem* itemAt(int index);
+    // Restarts the step timer: the row nextIndex runs 50 ms from now.
+    void startStepTimer();
+    void cancelStepTimer();
+    // Message boxes: a two-button question whose buttons send firstCommand
+    // and firstCommand + 1, and an information box.
+    void ask(const char* text, int firstCommand);
+    void inform(const char* text);
+    // Repaints the grid (and the current-test label) at once.
+    void repaintGrid();
+    void repaintLabel();
+    // The current-test label in colour with "name: word" (word a GBK text).
+    void showCurrent(TestItem* item, unsigned short colour, const char* wordGbk, int wordBytes);
+};

@@ -1,0 +1,59 @@
+#pragma once
+// The update screen of start-up type 7: an update script running beside the
+// program reports its progress through the notifier socket, and this window
+// shows it. A header band carries a logo and the title; below it the steps
+// reported so far grow in a smooth grid, then a progress bar with its
+// percentage and a one-line status. When the script reports the end, the
+// screen goes black and the program exits one second later.
+//
+// Messages (MSG_PEL_NOTIFY, the type in param1):
+//   1 step text (GBK heap string)   2 title (GBK)   3 percentage (param2)
+//   4 finished                      5 status line (GBK)
+
+#include "widgets/pelsmoothgrid.h"
+#include "widgets/tdynarray.h"
+
+#include <lumi/controls.h>
+#include <lumi/gdi.h>
+#include <lumi/window.h>
+
+class PelProgressWnd;
+
+class UpdateWnd : public MainWndBase, public GridSupplier {
+public:
+    UpdateWnd() = default;
+    ~UpdateWnd() override;
+
+    // Lays the screen out for the display's size; returns MainWndBase::create's result.
+    int create();
+
+    int handleMessage(LUMIMessage& msg) override;
+
+    // The grid's items: the step texts.
+    int getItemCount() override;
+    void drawItem(DC& dc, const Rect& rect, int index, unsigned int state) override;
+
+protected:
+    int onTimer(int id) override;
+    int onPaint() override;
+    int onDrawBackground(DC* dc, const Rect* rect, WndBase* child) override;
+
+    // Heap UTF-8 texts, owned; an entry is null when its conversion failed.
+    TDynArray<char*> m_steps;
+    Label* m_titleLabel { nullptr };
+    Label* m_percentLabel { nullptr };
+    Label* m_statusLabel { nullptr };
+    Bitmap* m_logo { nullptr };
+    Rect m_logoRect;
+    PelProgressWnd* m_progress { nullptr };
+    PelSmoothGrid* m_grid { nullptr };
+    Rect m_headerRect;
+    int m_startTimer { 0 };
+    int m_finishTimer { 0 };
+    bool m_finished { false };
+
+private:
+    void loadLogo();
+    // Converts a GBK payload for display; frees the payload.
+    static char* takeText(void* payload);
+};
