@@ -1,9 +1,11 @@
 // uishull: the factory-test program. One argument, the start-up type:
 // 6 runs the quick test, 7 the update progress screen.
 
+#include "quicktest/quicktestwnd.h"
 #include "shell/pelguiapp.h"
 #include "shell/pelnotifier.h"
 #include "update/updatewnd.h"
+#include "widgets/pelcursor.h"
 
 #include <lumi/app.h>
 #include <lumi/platform.h>
@@ -27,6 +29,8 @@ int main(int argc, char** argv)
     GuiRT rt;
     rt.init(0);
 
+    PelCursor::init();
+
     PelGuiApp app;
     app.init("uishull");
 
@@ -35,11 +39,15 @@ int main(int argc, char** argv)
     const int type = atoi(argv[1]);
     printf("[--I] receive startup type=%d \n", type);
 
-    // Types 6 (quick test) and 7 (update) get their windows here. Any other
-    // type runs the loop with nothing on the screen until the run-time is
-    // ended from outside (SIGTERM or SIGINT).
+    // The main window of the mode; the toolkit owns it once created. Any
+    // other type runs the loop with nothing on the screen until the run-time
+    // is ended from outside (SIGTERM or SIGINT).
     if (type == 7) {
         UpdateWnd* wnd = new UpdateWnd;
+        wnd->create();
+        wnd->showWindow(1);
+    } else if (type == 6) {
+        QuickTestWnd* wnd = new QuickTestWnd;
         wnd->create();
         wnd->showWindow(1);
     }

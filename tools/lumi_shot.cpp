@@ -3,6 +3,8 @@
 //
 //   lumi-shot INPUT OUTPUT.png [WxH]      (default size 800x480)
 
+#include "display/backend.h"
+
 #include <png.h>
 
 #include <cerrno>
@@ -19,29 +21,6 @@ constexpr int kMaxSide = 8192;
 void usage()
 {
     std::fprintf(stderr, "usage: lumi-shot INPUT OUTPUT.png [WxH]   (default 800x480)\n");
-}
-
-bool parseSide(const std::string& text, int& value)
-{
-    if (text.empty() || text.size() > 5)
-        return false;
-    int result = 0;
-    for (char c : text) {
-        if (c < '0' || c > '9')
-            return false;
-        result = result * 10 + (c - '0');
-    }
-    if (result < 1 || result > kMaxSide)
-        return false;
-    value = result;
-    return true;
-}
-
-bool parseSize(const std::string& text, int& width, int& height)
-{
-    size_t x = text.find('x');
-    return x != std::string::npos && parseSide(text.substr(0, x), width)
-        && parseSide(text.substr(x + 1), height);
 }
 
 // Reads the whole file, refusing one that is not exactly expected bytes long.
@@ -138,7 +117,7 @@ int main(int argc, char** argv)
     }
     int width = 800;
     int height = 480;
-    if (argc == 4 && !parseSize(argv[3], width, height)) {
+    if (argc == 4 && !lumi::parseSize(argv[3], width, height)) {
         std::fprintf(stderr, "lumi-shot: bad size \"%s\" (expected WxH, each 1..%d)\n", argv[3], kMaxSide);
         return 1;
     }

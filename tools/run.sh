@@ -1,22 +1,32 @@
 #!/usr/bin/env bash
 # The main command: installs what is missing, builds the "dev" preset and runs
-# the toolkit's example program. With a display (DISPLAY or WAYLAND_DISPLAY
-# set) it opens a window; without one it runs headless on a screen file for a
-# moment and saves what it showed as docs/screenshots/lumi-demo.png.
+# the quick test with its demo items. Without a display it runs headless on a
+# screen file with a scripted operator that answers every question, prints each
+# test's result and the verdict, and saves screenshots of the key moments in
+# docs/screenshots/. With a display (DISPLAY or WAYLAND_DISPLAY set) it opens the
+# quick-test screen in a window instead, for a person to operate.
 #
-# Usage: bash tools/run.sh [--headless]
-#   --headless   run headless even when a display is present
+# The program always runs in a sandbox: its /tmp is a directory of this run and
+# poweroff (the screen's power button) is a harmless stand-in.
+#
+# Usage: bash tools/run.sh [--headless] [--update] [--toolkit-demo]
+#   --headless       run headless even when a display is present
+#   --update         run the update screen with the demo update script instead
+#   --toolkit-demo   run the toolkit's example program instead
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo"
 
 headless=0
+mode=quicktest
 for arg in "$@"; do
     case $arg in
     --headless) headless=1 ;;
+    --update) mode=update ;;
+    --toolkit-demo) mode=toolkit ;;
     -h | --help)
-        sed -n '2,8p' "$0" | sed 's/^# \{0,1\}//'
+        sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'
         exit 0
         ;;
     *)
@@ -33,7 +43,7 @@ jobs=${UISHULL_JOBS:-2}
 build=$repo/build/dev
 outdir=$repo/build/run
 # What the steps below run; a new step adds its targets here.
-targets=(lumi-demo lumi-shot)
+targets=(uishull uishull-notify lumi-demo lumi-shot lumi-input)
 
 step() { echo "==== $* ===="; }
 
@@ -62,4 +72,81 @@ run_demo() {
     fi
 }
 
-run_demo
+# A directory for one run of the program: its working directory (config.ini,
+# res/) and, inside the sandbox, its /tmp.
+make_run_dir() {
+    local dir=$outdir/$1
+    rm -rf "$dir"
+    mkdir -p "$dir/bin"
+    cp -r "$repo/res" "$dir/res"
+    printf '#!/bin/sh\necho "$(basename "$0") $*" >> /tmp/commands.log\n' >"$dir/bin/stand-in"
+    chmod +x "$dir/bin/stand-in"
+    echo "$dir"
+}
+
+# bubblewrap around the program: the run directory as /tmp, the real poweroff
+# and systemctl replaced by the stand-in, the X socket kept for a window.
+sandbox() {
+    local dir=$1
+    shift
+    local args=(--die-with-parent --ro-bind / / --dev /dev --proc /proc --bind "$dir" /tmp)
+    [[ -d /tmp/.X11-unix ]] && args+=(--ro-bind /tmp/.X11-unix /tmp/.X11-unix)
+    local seen=" " name d real
+    for name in poweroff reboot halt shutdown systemctl; do
+        for d in /sbin /usr/sbin /bin /usr/bin; do
+            [[ -e $d/$name ]] || continue
+            real=$(readlink -f "$d/$name")
+            [[ $seen == *" $real "* ]] && continue
+            seen+="$real "
+            args+=(--ro-bind "$dir/bin/stand-in" "$real")
+        done
+    done
+    bwrap "${args[@]}" --chdir /tmp -- "$@"
+}
+
+run_quicktest() {
+    if ((headless)); then
+        step "quick test, headless, with a scripted operator"
+        python3 "$repo/tools/quicktest-demo.py" "$build" "$repo/docs/screenshots"
+    else
+        step "quick test in a window (close it to finish)"
+        local dir
+        dir=$(make_run_dir quicktest)
+        printf '[function]\n[autorun]\nrunall = 1\n' >"$dir/config.ini"
+        LUMI_DISPLAY=sdl sandbox "$dir" "$build/app/uishull" 6 || true
+        [[ -f $dir/commands.log ]] && echo "the power button was pressed (stand-in): $(cat "$dir/commands.log")"
+    fi
+}
+
+run_update() {
+    local dir display
+    dir=$(make_run_dir update)
+    if ((headless)); then
+        step "update screen, headless, with the demo update script"
+        display=file:/tmp/screen.raw:800x480
+    else
+        step "update screen in a window, with the demo update script"
+        display=sdl
+    fi
+    LUMI_DISPLAY=$display sandbox "$dir" "$build/app/uishull" 7 &
+    local pid=$!
+    for _ in $(seq 100); do [[ -S $dir/autorun_msg.dat ]] && break; sleep 0.05; done
+    local notify=$build/tools/uishull-notify
+    sh "$repo/tools/update-demo.sh" --socket "$dir/autorun_msg.dat" --sender "$notify" --no-done
+    if ((headless)); then
+        sleep 0.5
+        "$build/tools/lumi-shot" "$dir/screen.raw" "$repo/docs/screenshots/update.png" 800x480
+        echo "screenshot: $repo/docs/screenshots/update.png"
+    else
+        sleep 3
+    fi
+    "$notify" --socket "$dir/autorun_msg.dat" done
+    wait "$pid" || true
+    echo "the update screen has ended"
+}
+
+case $mode in
+quicktest) run_quicktest ;;
+update) run_update ;;
+toolkit) run_demo ;;
+esac

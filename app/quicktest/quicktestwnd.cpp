@@ -50,16 +50,14 @@ Label* makeLabel(WndBase* parent, const Rect& rect, unsigned int style)
 }
 
 // Sets a GBK text on a label; a failed conversion leaves the label as it is.
-template <size_t N>
-void setGbkText(Label* label, const char (&gbk)[N])
+template <size_t N> void setGbkText(Label* label, const char (&gbk)[N])
 {
     Utf8Text text(gbk);
     if (text)
         label->setText(text.get());
 }
 
-template <size_t N>
-PelButton* makeButton(WndBase* parent, const Rect& rect, const char (&gbkCaption)[N])
+template <size_t N> PelButton* makeButton(WndBase* parent, const Rect& rect, const char (&gbkCaption)[N])
 {
     auto* button = new PelButton;
     button->create(parent, rect, kSwatchStyle);
@@ -118,7 +116,8 @@ int QuickTestWnd::create()
     const int clientWidth = client.width();
 
     // Hint, top left: two fifths of the width.
-    const Rect hintRect(client.left, client.top, client.left + clientWidth * 2 / 5, client.top + kTopBandHeight);
+    const Rect hintRect(
+        client.left, client.top, client.left + clientWidth * 2 / 5, client.top + kTopBandHeight);
     hintLabel = makeLabel(this, hintRect, kLabelStyle);
     hintLabel->setAlignFlag(kAlignLeft);
     hintLabel->setBackColor(kBlue);
@@ -190,8 +189,10 @@ int QuickTestWnd::create()
     const LegendEntry legend[] = {
         { &untestedSwatch, &untestedText, kUntestedColour, quicktest::kUntested,
             static_cast<int>(sizeof quicktest::kUntested - 1) },
-        { &passSwatch, &passText, kPassColour, quicktest::kPass, static_cast<int>(sizeof quicktest::kPass - 1) },
-        { &failSwatch, &failText, kFailColour, quicktest::kFail, static_cast<int>(sizeof quicktest::kFail - 1) },
+        { &passSwatch, &passText, kPassColour, quicktest::kPass,
+            static_cast<int>(sizeof quicktest::kPass - 1) },
+        { &failSwatch, &failText, kFailColour, quicktest::kFail,
+            static_cast<int>(sizeof quicktest::kFail - 1) },
     };
     for (const LegendEntry& entry : legend) {
         *entry.swatch = makeLabel(this, swatchRect, kSwatchStyle);

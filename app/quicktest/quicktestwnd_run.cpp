@@ -265,7 +265,8 @@ void QuickTestWnd::resultFails()
     if (!failReported && !runAll && verdict) {
         TestItem* selected = grid ? itemAt(grid->getSelected()) : nullptr;
         char line[kLineSize];
-        snprintf(line, sizeof line, "%s%s", shownName(selected ? selected->getName() : nullptr), verdict.get());
+        snprintf(
+            line, sizeof line, "%s%s", shownName(selected ? selected->getName() : nullptr), verdict.get());
         inform(line);
     }
     if (powerButton)
@@ -300,7 +301,8 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
             // Kept deliberately fatal: an answer can only come from a question
             // that named its row, so a missing row is a programming error.
             if (!(confirmIndex >= 0))
-                fatalAssertion("m_curSel >=0", "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
+                fatalAssertion(
+                    "m_curSel >=0", "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
             TestItem* item = items[confirmIndex];
             if (command == CMD_OK) {
                 item->setResult(0);

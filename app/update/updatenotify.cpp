@@ -103,7 +103,8 @@ const char* notifyUsage()
            "       uishull-notify [OPTIONS] step TEXT...      add a step to the list (type 1)\n"
            "       uishull-notify [OPTIONS] title TEXT...     set the title (type 2)\n"
            "       uishull-notify [OPTIONS] progress N        set the percentage (type 3)\n"
-           "       uishull-notify [OPTIONS] done              finish: black screen, exit a second later (type 4)\n"
+           "       uishull-notify [OPTIONS] done              finish: black screen, exit a second later "
+           "(type 4)\n"
            "       uishull-notify [OPTIONS] status TEXT...    set the status line (type 5)\n"
            "Sends one datagram \"TYPE@PAYLOAD\" to the update screen (uishull 7).\n"
            "Several words of text are joined with blanks. Texts are sent as bytes:\n"
@@ -148,15 +149,16 @@ int parseNotifyArgs(int argc, const char* const* argv, NotifyRequest& request, s
             if (arg == "--socket") {
                 // The path goes into sun_path with its terminating 0.
                 if (value.empty() || value.size() >= sizeof(sockaddr_un {}.sun_path)) {
-                    error = "--socket needs a path of 1 to " + std::to_string(sizeof(sockaddr_un {}.sun_path) - 1)
-                        + " bytes";
+                    error = "--socket needs a path of 1 to "
+                        + std::to_string(sizeof(sockaddr_un {}.sun_path) - 1) + " bytes";
                     return NOTIFY_EXIT_USAGE;
                 }
                 request.socketPath = value;
             } else {
                 long long seconds = 0;
                 if (!parseInt(value, 1, kMaxTimeoutSeconds, seconds) || value[0] == '+' || value[0] == '-') {
-                    error = "--timeout needs a number of seconds from 1 to " + std::to_string(kMaxTimeoutSeconds);
+                    error = "--timeout needs a number of seconds from 1 to "
+                        + std::to_string(kMaxTimeoutSeconds);
                     return NOTIFY_EXIT_USAGE;
                 }
                 request.timeoutSeconds = static_cast<int>(seconds);
@@ -230,8 +232,8 @@ int parseNotifyArgs(int argc, const char* const* argv, NotifyRequest& request, s
 
     request.datagram = type + "@" + payload;
     if (request.datagram.size() > static_cast<size_t>(kNotifyMaxDatagram)) {
-        error = "the message is " + std::to_string(request.datagram.size()) + " bytes; the program reads at most "
-            + std::to_string(kNotifyMaxDatagram);
+        error = "the message is " + std::to_string(request.datagram.size())
+            + " bytes; the program reads at most " + std::to_string(kNotifyMaxDatagram);
         request.datagram.clear();
         return NOTIFY_EXIT_FAILED;
     }
@@ -266,8 +268,8 @@ int sendNotify(const NotifyRequest& request, std::string& error)
     }
     ssize_t sent;
     do {
-        sent = sendto(fd, request.datagram.data(), request.datagram.size(), 0, reinterpret_cast<sockaddr*>(&addr),
-            sizeof addr);
+        sent = sendto(fd, request.datagram.data(), request.datagram.size(), 0,
+            reinterpret_cast<sockaddr*>(&addr), sizeof addr);
     } while (sent < 0 && errno == EINTR);
     const int code = errno;
     close(fd);

@@ -20,18 +20,18 @@ namespace quicktesttest {
 
 namespace {
 
-uint64_t* s_clock = nullptr;
+    uint64_t* s_clock = nullptr;
 
-unsigned int fixtureTick()
-{
-    return s_clock ? static_cast<unsigned int>(*s_clock) : 0;
-}
+    unsigned int fixtureTick()
+    {
+        return s_clock ? static_cast<unsigned int>(*s_clock) : 0;
+    }
 
-int recordCommand(const char* command)
-{
-    shellCommands().push_back(command ? command : "");
-    return 0;
-}
+    int recordCommand(const char* command)
+    {
+        shellCommands().push_back(command ? command : "");
+        return 0;
+    }
 
 }
 
@@ -79,7 +79,8 @@ Layout::Layout(int width, int height)
     log = Rect(grid.right, grid.top, width, grid.bottom);
     current = Rect(10, grid.bottom + 5, grid.right - 10, grid.bottom + 5 + 40);
     for (int i = 0; i < 3; ++i) {
-        swatch[i] = Rect(current.left + 90 * i, current.bottom + 10, current.left + 90 * i + 30, current.bottom + 40);
+        swatch[i] = Rect(
+            current.left + 90 * i, current.bottom + 10, current.left + 90 * i + 30, current.bottom + 40);
         text[i] = Rect(swatch[i].right, swatch[i].top, swatch[i].right + 50, swatch[i].bottom);
     }
     power = Rect(log.right - 30 - 120, log.bottom + 40, log.right - 30, log.bottom + 80);
@@ -180,11 +181,11 @@ void QuickTestFixture::openOperator()
 
 namespace {
 
-void sendLine(int fd, const std::string& line)
-{
-    const std::string text = line + "\n";
-    ASSERT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size())) << line;
-}
+    void sendLine(int fd, const std::string& line)
+    {
+        const std::string text = line + "\n";
+        ASSERT_EQ(write(fd, text.data(), text.size()), static_cast<ssize_t>(text.size())) << line;
+    }
 
 }
 

@@ -106,6 +106,24 @@ public:
         QuickTestWnd::drawItem(dc, rect, index, state);
     }
 
+    // Records the program's notifications (8195) and whether the window
+    // released the text they carried.
+    int handleMessage(LUMIMessage& msg) override
+    {
+        const bool hadText = msg.id == 0x2003 && msg.data;
+        const int rc = QuickTestWnd::handleMessage(msg);
+        if (msg.id == 0x2003)
+            notifications.push_back({ msg.param1, hadText, msg.data == nullptr });
+        return rc;
+    }
+
+    struct Notification {
+        int type;
+        bool hadText;
+        bool released;
+    };
+    std::vector<Notification> notifications;
+
     // Replaces the catalogue by the given heap items (which the window then
     // owns), before the first step runs.
     void useItems(std::initializer_list<TestItem*> list);
@@ -210,8 +228,14 @@ protected:
     void tap(int x, int y);
     void key(int code);
     void tapRow(int index) { tap(layout.rowCentreX(), layout.rowCentreY(index)); }
-    void tapNext() { tap((layout.next.left + layout.next.right) / 2, (layout.next.top + layout.next.bottom) / 2); }
-    void tapPower() { tap((layout.power.left + layout.power.right) / 2, (layout.power.top + layout.power.bottom) / 2); }
+    void tapNext()
+    {
+        tap((layout.next.left + layout.next.right) / 2, (layout.next.top + layout.next.bottom) / 2);
+    }
+    void tapPower()
+    {
+        tap((layout.power.left + layout.power.right) / 2, (layout.power.top + layout.power.bottom) / 2);
+    }
     // Taps button 0 ("yes") or 1 ("no") of the box on top.
     void answer(int button);
 

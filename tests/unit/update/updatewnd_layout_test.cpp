@@ -122,7 +122,7 @@ TEST_F(UpdateWndTest, StatusLabelLiesUnderTheBarWithTheDefaultFont)
     EXPECT_EQ(w->m_statusLabel->style(), 70u);
     EXPECT_EQ(w->m_statusLabel->alignFlag(), 18u);
     EXPECT_EQ(w->m_statusLabel->backColor(), kPanel);
-    EXPECT_EQ(w->m_statusLabel->getFont(), nullptr);
+    EXPECT_EQ(w->m_statusLabel->getFont(), Font::defaultFont());
     EXPECT_STREQ(w->m_statusLabel->getText(), "");
 }
 

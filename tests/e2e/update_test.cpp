@@ -1,0 +1,495 @@
+// The update mode of the real program: "uishull 7" in the sandbox, driven by
+// real datagrams on its notifier socket (sent by the test itself or by
+// uishull-notify, the sender update scripts use), checked through its
+// output, its exit and the headless screen file.
+
+#include "../unit/update/test_bmp.h"
+#include "child_process.h"
+#include "lumi_test.h"
+#include "sandbox.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <functional>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kWidth = 800;
+constexpr int kHeight = 480;
+
+constexpr uint16_t kBlack = 0x0000;
+constexpr uint16_t kWhite = 0xFFFF;
+constexpr uint16_t kHeader = 0x192B;
+constexpr uint16_t kPanel = 0x7BAF;
+constexpr uint16_t kRed = 0xF800;
+constexpr uint16_t kTrack = 0x5AEB;
+constexpr uint16_t kFill = 0x87FF;
+constexpr uint16_t kThumb = 0xAD55;
+
+// The bar's track on an 800x480 screen: x 20 to 720, y 415 to 429 (700
+// pixels: 7 a percent).
+constexpr int kTrackLeft = 20;
+constexpr int kTrackY = 420;
+const Rect kStatusRect(20, 434, 720, 464);
+const Rect kTitleRect(120, 0, 800, 80);
+
+int64_t nowMs()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+int occurrences(const std::string& text, const std::string& what)
+{
+    int n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
+        ++n;
+    return n;
+}
+
+// The shown screen, read from the program's screen file.
+class Screen {
+public:
+    explicit Screen(const std::string& file)
+    {
+        m_pixels.assign(static_cast<size_t>(kWidth) * kHeight, 0);
+        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return;
+        const ssize_t want = static_cast<ssize_t>(m_pixels.size() * 2);
+        ssize_t got = 0;
+        while (got < want) {
+            const ssize_t n = ::pread(fd, reinterpret_cast<char*>(m_pixels.data()) + got, want - got, got);
+            if (n <= 0)
+                break;
+            got += n;
+        }
+        ::close(fd);
+        m_valid = got == want;
+    }
+    bool valid() const { return m_valid; }
+    uint16_t at(int x, int y) const { return m_pixels[static_cast<size_t>(y) * kWidth + x]; }
+    int count(const Rect& r, uint16_t colour) const
+    {
+        int n = 0;
+        for (int y = r.top; y < r.bottom; ++y)
+            for (int x = r.left; x < r.right; ++x)
+                n += at(x, y) == colour ? 1 : 0;
+        return n;
+    }
+    bool all(const Rect& r, uint16_t colour) const { return count(r, colour) == r.width() * r.height(); }
+    bool sameOutside(const Screen& o, const Rect& except) const
+    {
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x)
+                if (!except.ptInRect(x, y) && at(x, y) != o.at(x, y))
+                    return false;
+        return true;
+    }
+
+private:
+    std::vector<uint16_t> m_pixels;
+    bool m_valid { false };
+};
+
+class UpdateModeTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!lumitest::Sandbox::available())
+            GTEST_SKIP() << "bubblewrap is not available";
+    }
+
+    std::vector<std::string> env()
+    {
+        std::vector<std::string> e = box.environment();
+        e.push_back("LUMI_DISPLAY=file:/tmp/screen.raw:800x480");
+        return e;
+    }
+
+    // Starts "uishull 7" and waits until its window is up (the socket is
+    // bound before the window is made).
+    lumitest::ChildProcess& start()
+    {
+        m_process = std::make_unique<lumitest::ChildProcess>(
+            lumitest::buildProgram("app/uishull"), std::vector<std::string> { "7" }, env(), "", box.prefix());
+        EXPECT_TRUE(m_process->started());
+        EXPECT_TRUE(m_process->waitForOutput("UpdateWnd::create()\n", kStartMs)) << m_process->errors();
+        return *m_process;
+    }
+
+    std::string socketPath() const { return tmp.file("autorun_msg.dat"); }
+
+    // Sends one datagram as a script would, waiting while the program's
+    // queue is full (up to 60 s). True when it went out whole.
+    bool send(const std::string& bytes)
+    {
+        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return false;
+        timeval tv {};
+        tv.tv_sec = 60;
+        setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+        sockaddr_un addr {};
+        addr.sun_family = AF_UNIX;
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
+        ssize_t n;
+        do {
+            n = sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+        } while (n < 0 && errno == EINTR);
+        close(fd);
+        return n == static_cast<ssize_t>(bytes.size());
+    }
+
+    // Runs uishull-notify (under the emulator of a cross build) against the
+    // program's socket; returns its exit status.
+    int notify(const std::vector<std::string>& args, std::string* errors = nullptr)
+    {
+        std::vector<std::string> all { "--socket", socketPath() };
+        all.insert(all.end(), args.begin(), args.end());
+        lumitest::ChildProcess sender(lumitest::buildProgram("tools/uishull-notify"), all, {});
+        const int status = sender.wait(kSenderMs);
+        if (errors)
+            *errors = sender.errors();
+        return status;
+    }
+
+    Screen screen() const { return Screen(tmp.file("screen.raw")); }
+
+    // Polls the screen file until pred holds for what it shows.
+    bool waitForScreen(const std::function<bool(const Screen&)>& pred, int timeoutMs = 20000)
+    {
+        const int64_t end = nowMs() + timeoutMs;
+        for (;;) {
+            const Screen s = screen();
+            if (s.valid() && pred(s))
+                return true;
+            if (nowMs() >= end)
+                return false;
+            usleep(20000);
+        }
+    }
+
+    std::string received(const std::string& text) const { return "[PelNotifier::onRead()] " + text + "\n"; }
+
+    static bool exists(const std::string& path)
+    {
+        struct stat st { };
+        return lstat(path.c_str(), &st) == 0;
+    }
+
+    // Generous: the armhf build runs under an emulator, the asan build slowly.
+    static constexpr int kStartMs = 30000;
+    static constexpr int kSenderMs = 30000;
+
+    lumitest::TempDir tmp;
+    lumitest::Sandbox box { tmp.path() };
+    std::unique_ptr<lumitest::ChildProcess> m_process;
+};
+
+}
+
+TEST_F(UpdateModeTest, StartsWithTheHeaderBandAnEmptyListAndAnEmptyBar)
+{
+    lumitest::ChildProcess& p = start();
+    EXPECT_NE(p.output().find("[--I] receive startup type=7 \n"), std::string::npos);
+    ASSERT_TRUE(waitForScreen([](const Screen& s) { return s.all(Rect(0, 0, 800, 80), kHeader); }));
+    const Screen s = screen();
+    EXPECT_TRUE(s.all(Rect(0, 80, 800, 390), kWhite));
+    EXPECT_TRUE(s.all(Rect(0, 390, 800, 410), kPanel));
+    EXPECT_TRUE(s.all(Rect(kTrackLeft, 415, 720, 429), kTrack));
+    EXPECT_TRUE(s.all(Rect(0, 464, 800, 480), kPanel));
+    EXPECT_TRUE(p.running());
+}
+
+TEST_F(UpdateModeTest, Progress75FillsThreeQuartersOfTheBar)
+{
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(send("3@75"));
+    EXPECT_TRUE(p.waitForOutput(received("3@75")));
+    // 75 % of 700 pixels: 525.
+    EXPECT_TRUE(waitForScreen([](const Screen& s) {
+        return s.all(Rect(kTrackLeft, 415, kTrackLeft + 525, 429), kFill)
+            && s.all(Rect(kTrackLeft + 525, 415, 720, 429), kTrack);
+    }));
+}
+
+TEST_F(UpdateModeTest, AStatusDatagramWritesTheStatusLine)
+{
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(send("5@Copying files"));
+    EXPECT_TRUE(p.waitForOutput(received("5@Copying files")));
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.count(kStatusRect, kRed) > 20; }));
+}
+
+TEST_F(UpdateModeTest, ADatagramWithoutSeparatorPrintsReceiveNullAndIsDropped)
+{
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(waitForScreen([](const Screen& s) { return s.all(Rect(0, 0, 800, 80), kHeader); }));
+    ASSERT_TRUE(send("hello"));
+    EXPECT_TRUE(p.waitForOutput(received("hello") + "Receive NULL \n"));
+    // Still serving: a later datagram is shown.
+    ASSERT_TRUE(send("3@50"));
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.at(kTrackLeft + 340, kTrackY) == kFill; }));
+    EXPECT_TRUE(p.running());
+}
+
+TEST_F(UpdateModeTest, ADatagramOfTypeZeroChangesNothing)
+{
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(waitForScreen([](const Screen& s) { return s.all(Rect(0, 0, 800, 80), kHeader); }));
+    const Screen before = screen();
+    ASSERT_TRUE(send("@x"));
+    ASSERT_TRUE(p.waitForOutput(received("@x")));
+    // Datagrams are handled in order: once the status that follows is shown,
+    // "@x" has been handled, and only the status line differs.
+    ASSERT_TRUE(send("5@marker"));
+    ASSERT_TRUE(waitForScreen([](const Screen& s) { return s.count(kStatusRect, kRed) > 0; }));
+    EXPECT_TRUE(screen().sameOutside(before, kStatusRect));
+    EXPECT_TRUE(p.running());
+}
+
+TEST_F(UpdateModeTest, Progress150AndMinus5ShowTheEmptyTrack)
+{
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(send("3@50"));
+    ASSERT_TRUE(waitForScreen([](const Screen& s) { return s.at(kTrackLeft + 100, kTrackY) == kFill; }));
+    ASSERT_TRUE(send("3@150"));
+    EXPECT_TRUE(p.waitForOutput(received("3@150")));
+    EXPECT_TRUE(
+        waitForScreen([](const Screen& s) { return s.all(Rect(kTrackLeft, 415, 720, 429), kTrack); }));
+
+    ASSERT_TRUE(send("3@50"));
+    ASSERT_TRUE(waitForScreen([](const Screen& s) { return s.at(kTrackLeft + 100, kTrackY) == kFill; }));
+    ASSERT_TRUE(send("3@-5"));
+    EXPECT_TRUE(p.waitForOutput(received("3@-5")));
+    EXPECT_TRUE(
+        waitForScreen([](const Screen& s) { return s.all(Rect(kTrackLeft, 415, 720, 429), kTrack); }));
+    // The percentage label shows the raw numbers (checked in-process); here
+    // it holds red text all along.
+    EXPECT_GT(screen().count(Rect(730, 410, 800, 434), kRed), 0);
+}
+
+TEST_F(UpdateModeTest, TwoDonesLessThanASecondApartExitOneSecondAfterTheSecond)
+{
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(send("4@first"));
+    ASSERT_TRUE(p.waitForOutput(received("4@first")));
+    const int64_t first = nowMs();
+    // Spaces the two: well under the second of grace the first one started.
+    usleep(400 * 1000);
+    ASSERT_TRUE(send("4@second"));
+    ASSERT_TRUE(p.waitForOutput(received("4@second")));
+    const int64_t second = nowMs();
+    ASSERT_LT(second - first, 1000) << "the two datagrams were not handled within a second";
+
+    ASSERT_TRUE(p.waitForOutput("[--I]exit app \n", 10000));
+    const int64_t exited = nowMs();
+    // A second from the second "done", not from the first (tolerance for
+    // reading the two lines at slightly different delays).
+    EXPECT_GE(exited - second, 900);
+    EXPECT_GE(exited - first, 1300);
+    EXPECT_LT(exited - second, 5000);
+    EXPECT_EQ(p.wait(10000), 0);
+    EXPECT_EQ(occurrences(p.output(), "[--I]exit app "), 1);
+    // "rm /tmp/autorun_msg.dat" ran in the sandbox, where /tmp is the test's directory.
+    EXPECT_FALSE(exists(socketPath()));
+    const Screen s = screen();
+    ASSERT_TRUE(s.valid());
+    EXPECT_TRUE(s.all(Rect(0, 0, 800, 480), kBlack));
+}
+
+TEST_F(UpdateModeTest, AStaleSocketFileIsReplacedAtStart)
+{
+    {
+        std::ofstream stale(socketPath());
+        stale << "left over";
+    }
+    lumitest::ChildProcess& p = start();
+    struct stat st { };
+    ASSERT_EQ(stat(socketPath().c_str(), &st), 0);
+    EXPECT_TRUE(S_ISSOCK(st.st_mode));
+    ASSERT_TRUE(send("3@30"));
+    EXPECT_TRUE(p.waitForOutput(received("3@30")));
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.at(kTrackLeft + 200, kTrackY) == kFill; }));
+}
+
+TEST_F(UpdateModeTest, AFull1024ByteDatagramWithoutTerminatorIsShown)
+{
+    lumitest::ChildProcess& p = start();
+    const std::string big = "5@" + std::string(1022, 'A');
+    ASSERT_EQ(big.size(), 1024u);
+    ASSERT_TRUE(send(big));
+    EXPECT_TRUE(p.waitForOutput(received(big)));
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.count(kStatusRect, kRed) > 20; }));
+    // The program goes on as before.
+    ASSERT_TRUE(send("3@20"));
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.at(kTrackLeft + 100, kTrackY) == kFill; }));
+    ASSERT_TRUE(send("4@"));
+    EXPECT_EQ(p.wait(15000), 0);
+}
+
+TEST_F(UpdateModeTest, ABurstOf10000DatagramsIsServedAndTheExitIsClean)
+{
+    lumitest::ChildProcess& p = start();
+    // Sent from a second thread: while the program's queue is full the
+    // sender waits, and this thread must go on reading the program's output
+    // meanwhile, or the program would wait on its output in turn.
+    std::atomic<int> sent { 0 };
+    std::thread sender([&] {
+        for (int i = 0; i < 10000; ++i) {
+            std::string text;
+            switch (i % 5) {
+            case 0:
+                text = "1@step " + std::to_string(i);
+                break;
+            case 1:
+                text = "3@" + std::to_string(i % 101);
+                break;
+            case 2:
+                text = "5@status " + std::to_string(i);
+                break;
+            case 3:
+                text = "2@title " + std::to_string(i);
+                break;
+            default:
+                text = i % 2 ? "hello" : "@x";
+                break;
+            }
+            if (!send(text))
+                return;
+            ++sent;
+        }
+        if (send("5@burst end"))
+            ++sent;
+    });
+    const bool ended = p.waitForOutput(received("5@burst end"), 600000);
+    sender.join();
+    ASSERT_TRUE(ended) << "sent " << sent.load();
+    EXPECT_EQ(sent.load(), 10001);
+    EXPECT_EQ(occurrences(p.output(), "[PelNotifier::onRead()] "), 10001);
+    EXPECT_EQ(occurrences(p.output(), "Receive NULL "), 1000);
+
+    // Still responsive: a new value reaches the screen, with 2000 steps in
+    // the list and the scroll bar showing it.
+    ASSERT_TRUE(send("3@33"));
+    EXPECT_TRUE(waitForScreen(
+        [](const Screen& s) {
+            return s.at(kTrackLeft + 200, kTrackY) == kFill && s.at(kTrackLeft + 240, kTrackY) == kTrack;
+        },
+        60000));
+    EXPECT_GT(screen().count(Rect(792, 80, 800, 390), kThumb), 0);
+
+    ASSERT_TRUE(send("4@"));
+    EXPECT_EQ(p.wait(60000), 0) << p.errors();
+    // The asan build's leak checker reports at exit.
+    EXPECT_EQ(p.errors().find("LeakSanitizer"), std::string::npos) << p.errors();
+    EXPECT_EQ(p.errors().find("AddressSanitizer"), std::string::npos) << p.errors();
+    EXPECT_EQ(p.errors().find("runtime error"), std::string::npos) << p.errors();
+}
+
+TEST_F(UpdateModeTest, TheLogoComesFromTheConfigInTheWorkingDirectory)
+{
+    // The program's /tmp (and working directory) is the test's directory.
+    ASSERT_TRUE(updatetest::writeBmp(tmp.file("logo.bmp"), 300, 50, 0, 255, 0));
+    {
+        std::ofstream config(tmp.file("config.ini"));
+        config << "[Log]\nlog_path = /tmp/logo.bmp\n";
+    }
+    start();
+    // Centred in (0, 0, 310, 80); the title starts at 330.
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.all(Rect(5, 15, 305, 65), 0x07E0); }));
+    ASSERT_TRUE(send("2@Title"));
+    EXPECT_TRUE(waitForScreen([](const Screen& s) { return s.count(Rect(330, 0, 800, 80), kWhite) > 0; }));
+    const Screen s = screen();
+    EXPECT_EQ(s.count(Rect(305, 0, 330, 80), kWhite), 0);
+    EXPECT_EQ(s.at(4, 40), kHeader);
+}
+
+TEST_F(UpdateModeTest, TheSenderDrivesTheScreenAndEndsTheProgram)
+{
+    lumitest::ChildProcess& p = start();
+    EXPECT_EQ(notify({ "--utf8", "title", "系统升级" }), 0);
+    EXPECT_EQ(notify({ "step", "Erasing flash" }), 0);
+    EXPECT_EQ(notify({ "progress", "40" }), 0);
+    EXPECT_EQ(notify({ "status", "Writing", "kernel" }), 0);
+    EXPECT_TRUE(p.waitForOutput(received("5@Writing kernel")));
+    // The title arrived as GBK bytes.
+    EXPECT_NE(p.output().find(received("2@\xCF\xB5\xCD\xB3\xC9\xFD\xBC\xB6")), std::string::npos);
+    EXPECT_TRUE(waitForScreen([](const Screen& s) {
+        return s.count(kTitleRect, kWhite) > 0 && s.at(kTrackLeft + 270, kTrackY) == kFill
+            && s.at(kTrackLeft + 290, kTrackY) == kTrack && s.count(kStatusRect, kRed) > 0
+            && s.at(600, 100) == 0xDEDB; // the step, selected
+    }));
+    EXPECT_EQ(notify({ "done" }), 0);
+    EXPECT_EQ(p.wait(15000), 0);
+    EXPECT_FALSE(exists(socketPath()));
+}
+
+TEST_F(UpdateModeTest, TheSenderFailsClearlyWhenNoProgramListens)
+{
+    std::string errors;
+    EXPECT_EQ(notify({ "progress", "10" }, &errors), 1);
+    EXPECT_NE(errors.find("uishull-notify: no socket at " + socketPath()), std::string::npos) << errors;
+}
+
+TEST_F(UpdateModeTest, TheSenderRefusesADatagramLongerThan1024Bytes)
+{
+    lumitest::ChildProcess& p = start();
+    std::string errors;
+    EXPECT_EQ(notify({ "status", std::string(1023, 'a') }, &errors), 1);
+    EXPECT_NE(errors.find("1025 bytes"), std::string::npos) << errors;
+    // Nothing reached the program.
+    EXPECT_EQ(notify({ "status", "after" }), 0);
+    EXPECT_TRUE(p.waitForOutput(received("5@after")));
+    EXPECT_EQ(occurrences(p.output(), "[PelNotifier::onRead()] "), 1);
+}
+
+TEST_F(UpdateModeTest, TheSenderExplainsItsUsage)
+{
+    std::string errors;
+    EXPECT_EQ(notify({ "frobnicate" }, &errors), 2);
+    EXPECT_NE(errors.find("usage: uishull-notify"), std::string::npos) << errors;
+    lumitest::ChildProcess help(lumitest::buildProgram("tools/uishull-notify"), { "--help" }, {});
+    EXPECT_EQ(help.wait(kSenderMs), 0);
+    EXPECT_NE(help.output().find("progress N"), std::string::npos);
+}
+
+TEST_F(UpdateModeTest, TheDemoScriptRunsAWholeUpdate)
+{
+    // The script runs on the host; a cross build's sender needs its emulator.
+    std::string sender = lumitest::buildProgram("tools/uishull-notify");
+    if (!lumitest::emulator().empty()) {
+        const std::string wrapper = tmp.file("notify-wrapper.sh");
+        std::ofstream out(wrapper);
+        out << "#!/bin/sh\nexec " << lumitest::emulator() << " '" << sender << "' \"$@\"\n";
+        out.close();
+        chmod(wrapper.c_str(), 0755);
+        sender = wrapper;
+    }
+    lumitest::ChildProcess& p = start();
+    const std::string command = "timeout 300 sh '" + lumitest::sourceDir()
+        + "/tools/update-demo.sh' --delay 0.02 --socket '" + socketPath() + "' --sender '" + sender
+        + "' --no-done > '" + tmp.file("demo.log") + "' 2>&1";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    EXPECT_TRUE(p.waitForOutput(received("3@100")));
+    // Ten steps: more than the seven rows, so the list scrolled and shows its bar.
+    EXPECT_TRUE(waitForScreen([](const Screen& s) {
+        return s.all(Rect(kTrackLeft, 415, 720, 429), kFill) && s.count(Rect(792, 80, 800, 390), kThumb) > 0
+            && s.count(kTitleRect, kWhite) > 0 && s.count(kStatusRect, kRed) > 0;
+    }));
+    EXPECT_EQ(occurrences(p.output(), "[PelNotifier::onRead()] 1@"), 10);
+    EXPECT_TRUE(p.running());
+    EXPECT_EQ(notify({ "done" }), 0);
+    EXPECT_EQ(p.wait(15000), 0);
+}
