@@ -7,6 +7,7 @@
 #include "child_process.h"
 #include "lumi_test.h"
 #include "sandbox.h"
+#include "screen_file.h"
 
 #include <atomic>
 #include <cerrno>
@@ -58,49 +59,7 @@ int occurrences(const std::string& text, const std::string& what)
 }
 
 // The shown screen, read from the program's screen file.
-class Screen {
-public:
-    explicit Screen(const std::string& file)
-    {
-        m_pixels.assign(static_cast<size_t>(kWidth) * kHeight, 0);
-        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        const ssize_t want = static_cast<ssize_t>(m_pixels.size() * 2);
-        ssize_t got = 0;
-        while (got < want) {
-            const ssize_t n = ::pread(fd, reinterpret_cast<char*>(m_pixels.data()) + got, want - got, got);
-            if (n <= 0)
-                break;
-            got += n;
-        }
-        ::close(fd);
-        m_valid = got == want;
-    }
-    bool valid() const { return m_valid; }
-    uint16_t at(int x, int y) const { return m_pixels[static_cast<size_t>(y) * kWidth + x]; }
-    int count(const Rect& r, uint16_t colour) const
-    {
-        int n = 0;
-        for (int y = r.top; y < r.bottom; ++y)
-            for (int x = r.left; x < r.right; ++x)
-                n += at(x, y) == colour ? 1 : 0;
-        return n;
-    }
-    bool all(const Rect& r, uint16_t colour) const { return count(r, colour) == r.width() * r.height(); }
-    bool sameOutside(const Screen& o, const Rect& except) const
-    {
-        for (int y = 0; y < kHeight; ++y)
-            for (int x = 0; x < kWidth; ++x)
-                if (!except.ptInRect(x, y) && at(x, y) != o.at(x, y))
-                    return false;
-        return true;
-    }
-
-private:
-    std::vector<uint16_t> m_pixels;
-    bool m_valid { false };
-};
+using Screen = lumitest::ScreenFile;
 
 class UpdateModeTest : public ::testing::Test {
 protected:

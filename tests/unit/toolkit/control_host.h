@@ -6,6 +6,7 @@
 #include <lumi/lumi.h>
 
 #include "lumi_test.h"
+#include "screen_file.h"
 
 #include <cstdint>
 #include <fcntl.h>
@@ -78,51 +79,6 @@ public:
 };
 
 // The whole shown screen, read once.
-class Snapshot {
-public:
-    Snapshot(const std::string& file, int width, int height) : m_width(width), m_height(height)
-    {
-        m_pixels.assign(static_cast<size_t>(width) * height, 0);
-        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        const ssize_t want = static_cast<ssize_t>(m_pixels.size() * 2);
-        ssize_t got = 0;
-        while (got < want) {
-            const ssize_t n = ::pread(fd, reinterpret_cast<char*>(m_pixels.data()) + got, want - got, got);
-            if (n <= 0)
-                break;
-            got += n;
-        }
-        ::close(fd);
-    }
-
-    uint16_t at(int x, int y) const
-    {
-        if (x < 0 || y < 0 || x >= m_width || y >= m_height)
-            return 0;
-        return m_pixels[static_cast<size_t>(y) * m_width + x];
-    }
-
-    // Pixels of rect (screen coordinates) for which pred holds.
-    int count(const Rect& rect, const std::function<bool(uint16_t)>& pred) const
-    {
-        int n = 0;
-        for (int y = rect.top; y < rect.bottom; ++y)
-            for (int x = rect.left; x < rect.right; ++x)
-                n += pred(at(x, y)) ? 1 : 0;
-        return n;
-    }
-
-    int countColour(const Rect& rect, uint16_t colour) const
-    {
-        return count(rect, [colour](uint16_t p) { return p == colour; });
-    }
-
-private:
-    int m_width;
-    int m_height;
-    std::vector<uint16_t> m_pixels;
-};
+using Snapshot = lumitest::ScreenFile;
 
 }

@@ -13,6 +13,7 @@
 #include "widgets/pelprogresswnd.h"
 
 #include "lumi_test.h"
+#include "screen_file.h"
 
 #include <lumi/lumi.h>
 
@@ -105,58 +106,7 @@ inline Rect screenRectOf(const WndBase* w)
 }
 
 // The whole shown screen, read once.
-class Shot {
-public:
-    Shot(const std::string& file, int width, int height)
-        : m_width(width)
-        , m_height(height)
-    {
-        m_pixels.assign(static_cast<size_t>(width) * height, 0);
-        const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        const ssize_t want = static_cast<ssize_t>(m_pixels.size() * 2);
-        ssize_t got = 0;
-        while (got < want) {
-            const ssize_t n = ::pread(fd, reinterpret_cast<char*>(m_pixels.data()) + got, want - got, got);
-            if (n <= 0)
-                break;
-            got += n;
-        }
-        ::close(fd);
-    }
-    uint16_t at(int x, int y) const
-    {
-        if (x < 0 || y < 0 || x >= m_width || y >= m_height)
-            return 0;
-        return m_pixels[static_cast<size_t>(y) * m_width + x];
-    }
-    int count(const Rect& r, uint16_t colour) const
-    {
-        int n = 0;
-        for (int y = r.top; y < r.bottom; ++y)
-            for (int x = r.left; x < r.right; ++x)
-                n += at(x, y) == colour ? 1 : 0;
-        return n;
-    }
-    bool all(const Rect& r, uint16_t colour) const { return count(r, colour) == r.width() * r.height(); }
-    // The bounds of the pixels in r that are not background.
-    Rect inkBounds(const Rect& r, uint16_t background) const
-    {
-        Rect ink;
-        for (int y = r.top; y < r.bottom; ++y)
-            for (int x = r.left; x < r.right; ++x)
-                if (at(x, y) != background)
-                    ink |= Rect(x, y, x + 1, y + 1);
-        return ink;
-    }
-    bool operator==(const Shot& o) const { return m_pixels == o.m_pixels; }
-
-private:
-    int m_width;
-    int m_height;
-    std::vector<uint16_t> m_pixels;
-};
+using Shot = lumitest::ScreenFile;
 
 class UpdateWndTest : public lumitest::ToolkitTest {
 protected:
