@@ -37,6 +37,14 @@ BOX = ((WIDTH - 300) // 2, (HEIGHT - 170) // 2)          # a question box, 300x1
 YES_BUTTON = (BOX[0] + 53 + 45, BOX[1] + 117 + 16)         # centre of button 0 ("是")
 
 
+def sandbox_works():
+    try:
+        return subprocess.run(["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "true"],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+    except OSError:
+        return False
+
+
 def log(text):
     print(text, flush=True)
 
@@ -124,19 +132,35 @@ def main():
         os.mkdir(bin_dir)
         stand_in = os.path.join(bin_dir, "stand-in")
         with open(stand_in, "w") as f:
-            f.write('#!/bin/sh\necho "$(basename "$0") $*" >> /tmp/commands.log\n')
+            f.write('#!/bin/sh\necho "$(basename "$0") $*" >> "%s/commands.log"\n' % (
+                "/tmp" if sandbox_works() else run))
         os.chmod(stand_in, 0o755)
-        wrap = ["bwrap", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc",
-                "--bind", run, "/tmp"]
-        for target in sorted({os.path.realpath(os.path.join(d, n))
-                              for d in ("/sbin", "/usr/sbin", "/bin", "/usr/bin")
-                              for n in ("poweroff", "reboot", "halt", "shutdown", "systemctl")
-                              if os.path.exists(os.path.join(d, n))}):
-            wrap += ["--ro-bind", stand_in, target]
-        wrap += ["--chdir", "/tmp", "--"]
-        env = dict(os.environ, LUMI_DISPLAY="file:/tmp/screen.raw:%dx%d" % (WIDTH, HEIGHT),
-                   LUMI_INPUT="/tmp/input", PATH="/usr/bin:/bin")
-        proc = subprocess.Popen(wrap + [uishull, "6"], env=env, stdout=subprocess.PIPE,
+        for name in ("poweroff", "reboot", "halt", "shutdown", "systemctl"):
+            os.symlink("stand-in", os.path.join(bin_dir, name))
+        if sandbox_works():
+            wrap = ["bwrap", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc",
+                    "--bind", run, "/tmp"]
+            for target in sorted({os.path.realpath(os.path.join(d, n))
+                                  for d in ("/sbin", "/usr/sbin", "/bin", "/usr/bin")
+                                  for n in ("poweroff", "reboot", "halt", "shutdown", "systemctl")
+                                  if os.path.exists(os.path.join(d, n))}):
+                wrap += ["--ro-bind", stand_in, target]
+            wrap += ["--chdir", "/tmp", "--"]
+            inside = "/tmp"
+            cwd = None
+        else:
+            # No sandbox here (a chroot, say): the program runs as it is, with
+            # the stand-ins first on its PATH, which is where the shell looks
+            # for poweroff; its notifier socket is then the machine's
+            # /tmp/autorun_msg.dat.
+            log("bubblewrap cannot run here; running the program without a sandbox")
+            wrap = []
+            inside = run
+            cwd = run
+        env = dict(os.environ, LUMI_DISPLAY="file:%s/screen.raw:%dx%d" % (inside, WIDTH, HEIGHT),
+                   LUMI_INPUT=inside + "/input", PATH="%s:/usr/bin:/bin" % (
+                       "/tmp/bin" if inside == "/tmp" else bin_dir))
+        proc = subprocess.Popen(wrap + [uishull, "6"], env=env, cwd=cwd, stdout=subprocess.PIPE,
                                 stderr=subprocess.STDOUT, text=True, bufsize=1)
         screen = Screen(os.path.join(run, "screen.raw"))
         operator = Operator(os.path.join(run, "input"))

@@ -79,19 +79,32 @@ make_run_dir() {
     rm -rf "$dir"
     mkdir -p "$dir/bin"
     cp -r "$repo/res" "$dir/res"
-    printf '#!/bin/sh\necho "$(basename "$0") $*" >> /tmp/commands.log\n' >"$dir/bin/stand-in"
+    printf '#!/bin/sh\necho "$(basename "$0") $*" >> "${STAND_IN_LOG:-/tmp/commands.log}"\n' >"$dir/bin/stand-in"
     chmod +x "$dir/bin/stand-in"
     echo "$dir"
 }
 
 # bubblewrap around the program: the run directory as /tmp, the real poweroff
-# and systemctl replaced by the stand-in, the X socket kept for a window.
+# and systemctl replaced by the stand-in, the X socket kept for a window. Where
+# bubblewrap cannot run (inside a chroot, say), the program runs as it is in
+# the run directory with the stand-ins first on its PATH, which is where the
+# shell looks for poweroff; its sockets are then the machine's own.
 sandbox() {
     local dir=$1
     shift
+    local name
+    for name in poweroff reboot halt shutdown systemctl; do
+        ln -sf stand-in "$dir/bin/$name"
+    done
+    if ! bwrap --ro-bind / / --dev /dev true 2>/dev/null; then
+        echo "run.sh: bubblewrap cannot run here; running the program without a sandbox" >&2
+        (cd "$dir" && STAND_IN_LOG="$dir/commands.log" PATH="$dir/bin:/usr/bin:/bin" \
+            LUMI_DISPLAY=${LUMI_DISPLAY/\/tmp\//$dir/} "$@")
+        return
+    fi
     local args=(--die-with-parent --ro-bind / / --dev /dev --proc /proc --bind "$dir" /tmp)
     [[ -d /tmp/.X11-unix ]] && args+=(--ro-bind /tmp/.X11-unix /tmp/.X11-unix)
-    local seen=" " name d real
+    local seen=" " d real
     for name in poweroff reboot halt shutdown systemctl; do
         for d in /sbin /usr/sbin /bin /usr/bin; do
             [[ -e $d/$name ]] || continue
@@ -128,11 +141,15 @@ run_update() {
         step "update screen in a window, with the demo update script"
         display=sdl
     fi
+    # The program's /tmp is the run directory inside the sandbox, the
+    # machine's own without one.
+    local socket=$dir/autorun_msg.dat
+    bwrap --ro-bind / / --dev /dev true 2>/dev/null || socket=/tmp/autorun_msg.dat
     LUMI_DISPLAY=$display sandbox "$dir" "$build/app/uishull" 7 &
     local pid=$!
-    for _ in $(seq 100); do [[ -S $dir/autorun_msg.dat ]] && break; sleep 0.05; done
+    for _ in $(seq 100); do [[ -S $socket ]] && break; sleep 0.05; done
     local notify=$build/tools/uishull-notify
-    sh "$repo/tools/update-demo.sh" --socket "$dir/autorun_msg.dat" --sender "$notify" --no-done
+    sh "$repo/tools/update-demo.sh" --socket "$socket" --sender "$notify" --no-done
     if ((headless)); then
         sleep 0.5
         "$build/tools/lumi-shot" "$dir/screen.raw" "$repo/docs/screenshots/update.png" 800x480
@@ -140,7 +157,7 @@ run_update() {
     else
         sleep 3
     fi
-    "$notify" --socket "$dir/autorun_msg.dat" done
+    "$notify" --socket "$socket" done
     wait "$pid" || true
     echo "the update screen has ended"
 }

@@ -64,9 +64,14 @@ struct fake_fb {
  * is claimed by moving its fd from -1 to -2, filled in, then published by
  * storing the descriptor; its other fields do not change until it is freed. */
 static struct fake_fb g_fakes[kMaxFakes] = {
-    { -1, 0, 0, 0, 0, 0, 0, 0 }, { -1, 0, 0, 0, 0, 0, 0, 0 }, { -1, 0, 0, 0, 0, 0, 0, 0 },
-    { -1, 0, 0, 0, 0, 0, 0, 0 }, { -1, 0, 0, 0, 0, 0, 0, 0 }, { -1, 0, 0, 0, 0, 0, 0, 0 },
-    { -1, 0, 0, 0, 0, 0, 0, 0 }, { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
+    { -1, 0, 0, 0, 0, 0, 0, 0 },
 };
 
 /* The next definition of name after this library (the C library's). */
@@ -170,13 +175,13 @@ static int open_fake(int flags)
         errno = ENODEV;
         return -1;
     }
-    fb.fd = fd;
     fb.dev = st.st_dev;
     fb.ino = st.st_ino;
 
     for (int i = 0; i < kMaxFakes; ++i) {
         int expected = -1;
-        if (__atomic_compare_exchange_n(&g_fakes[i].fd, &expected, -2, 0, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED)) {
+        if (__atomic_compare_exchange_n(
+                &g_fakes[i].fd, &expected, -2, 0, __ATOMIC_ACQUIRE, __ATOMIC_RELAXED)) {
             g_fakes[i].dev = fb.dev;
             g_fakes[i].ino = fb.ino;
             g_fakes[i].bpp = fb.bpp;
