@@ -140,6 +140,11 @@ def main():
         if sandbox_works():
             wrap = ["bwrap", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc",
                     "--bind", run, "/tmp"]
+            # A checkout or build under /tmp would vanish under the new /tmp,
+            # program and all.
+            for tree in sorted({repo, os.path.abspath(args.build)}):
+                if tree.startswith("/tmp/"):
+                    wrap += ["--ro-bind", tree, tree]
             for target in sorted({os.path.realpath(os.path.join(d, n))
                                   for d in ("/sbin", "/usr/sbin", "/bin", "/usr/bin")
                                   for n in ("poweroff", "reboot", "halt", "shutdown", "systemctl")

@@ -104,6 +104,8 @@ sandbox() {
     fi
     local args=(--die-with-parent --ro-bind / / --dev /dev --proc /proc --bind "$dir" /tmp)
     [[ -d /tmp/.X11-unix ]] && args+=(--ro-bind /tmp/.X11-unix /tmp/.X11-unix)
+    # A checkout under /tmp would vanish under the new /tmp, program and all.
+    [[ $repo == /tmp/* ]] && args+=(--ro-bind "$repo" "$repo")
     local seen=" " d real
     for name in poweroff reboot halt shutdown systemctl; do
         for d in /sbin /usr/sbin /bin /usr/bin; do

@@ -1,5 +1,7 @@
 #include "sandbox.h"
 
+#include "lumi_test.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -34,6 +36,12 @@ Sandbox::Sandbox(const std::string& root)
 
     m_prefix = { "bwrap", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc",
         "--bind", root, "/tmp" };
+    // A checkout under /tmp (CI clones anywhere) would vanish under the new
+    // /tmp, and with it the program, its emulator's sysroot and res/.
+    for (const std::string& tree : { sourceDir(), binaryDir() }) {
+        if (tree.compare(0, 5, "/tmp/") == 0)
+            m_prefix.insert(m_prefix.end(), { "--ro-bind", tree, tree });
+    }
     // Shadow the real commands wherever a shell might find them, whatever
     // PATH says. Most are links to one program (systemctl); the file behind
     // each is covered once.
