@@ -3,12 +3,11 @@
 
 #include "child_process.h"
 #include "lumi_test.h"
+#include "program_test.h"
 #include "sandbox.h"
 
 #include <chrono>
 #include <fstream>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -18,46 +17,16 @@ namespace {
 constexpr int kPowerX = 710;
 constexpr int kPowerY = 440;
 
-class QuickTestProcess : public ::testing::Test {
+class QuickTestProcess : public lumitest::ProgramTest {
 protected:
-    void SetUp() override
-    {
-        if (!lumitest::Sandbox::available())
-            GTEST_SKIP() << "bubblewrap is not available";
-    }
-
     void writeConfig(const std::string& text)
     {
         std::ofstream(tmp.file("config.ini")) << text;
     }
 
-    lumitest::ChildProcess& start()
-    {
-        std::vector<std::string> env = box.environment();
-        env.push_back("LUMI_DISPLAY=file:/tmp/screen.raw:800x480");
-        env.push_back("LUMI_INPUT=/tmp/input");
-        process = std::make_unique<lumitest::ChildProcess>(
-            lumitest::buildProgram("app/uishull"), std::vector<std::string> { "6" }, env, "", box.prefix());
-        return *process;
-    }
+    lumitest::ChildProcess& start() { return startProgram({ "6" }); }
 
-    // Sends one operator line, retrying while the socket is not there yet.
-    bool operate(const std::string& line)
-    {
-        for (int attempt = 0; attempt < 200; ++attempt) {
-            const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            sockaddr_un addr {};
-            addr.sun_family = AF_UNIX;
-            std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", tmp.file("input").c_str());
-            const bool ok = connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0
-                && write(fd, (line + "\n").data(), line.size() + 1) == static_cast<ssize_t>(line.size() + 1);
-            close(fd);
-            if (ok)
-                return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));   // waiting for start-up, not timing
-        }
-        return false;
-    }
+    bool operate(const std::string& line) { return sendInputWhenReady(line); }
 
     bool waitForCommand(const std::string& text, int timeoutMs = 10000)
     {
@@ -69,9 +38,6 @@ protected:
         return false;
     }
 
-    lumitest::TempDir tmp;
-    lumitest::Sandbox box { tmp.path() };
-    std::unique_ptr<lumitest::ChildProcess> process;
 };
 
 }

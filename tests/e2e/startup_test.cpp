@@ -1,58 +1,19 @@
 #include "child_process.h"
 #include "lumi_test.h"
+#include "program_test.h"
 #include "sandbox.h"
 
 #include <csignal>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
 
 // The program runs in a sandbox whose /tmp is the test's directory: its
 // notifier socket, screen file and test-input socket all land there.
-class StartupTest : public ::testing::Test {
+class StartupTest : public lumitest::ProgramTest {
 protected:
-    void SetUp() override
-    {
-        if (!lumitest::Sandbox::available())
-            GTEST_SKIP() << "bubblewrap is not available";
-    }
-    std::vector<std::string> env()
-    {
-        std::vector<std::string> e = box.environment();
-        e.push_back("LUMI_DISPLAY=file:/tmp/screen.raw:800x480");
-        e.push_back("LUMI_INPUT=/tmp/input");
-        return e;
-    }
-    std::string uishull() { return lumitest::buildProgram("app/uishull"); }
-    lumitest::ChildProcess* start(const std::vector<std::string>& args)
-    {
-        m_process = std::make_unique<lumitest::ChildProcess>(uishull(), args, env(), "", box.prefix());
-        return m_process.get();
-    }
-
-    // Sends one test-input line; true when the socket accepted it.
-    bool sendInput(const std::string& line)
-    {
-        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (fd < 0)
-            return false;
-        sockaddr_un addr {};
-        addr.sun_family = AF_UNIX;
-        const std::string path = tmp.file("input");
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", path.c_str());
-        bool ok = connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0;
-        const std::string text = line + "\n";
-        ok = ok && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-        close(fd);
-        return ok;
-    }
-
-    lumitest::TempDir tmp;
-    lumitest::Sandbox box { tmp.path() };
-    std::unique_ptr<lumitest::ChildProcess> m_process;
+    lumitest::ChildProcess* start(const std::vector<std::string>& args) { return &startProgram(args); }
 };
 
 bool exists(const std::string& path)

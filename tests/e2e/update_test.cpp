@@ -6,6 +6,7 @@
 #include "../unit/update/test_bmp.h"
 #include "child_process.h"
 #include "lumi_test.h"
+#include "program_test.h"
 #include "sandbox.h"
 #include "screen_file.h"
 
@@ -61,30 +62,17 @@ int occurrences(const std::string& text, const std::string& what)
 // The shown screen, read from the program's screen file.
 using Screen = lumitest::ScreenFile;
 
-class UpdateModeTest : public ::testing::Test {
+class UpdateModeTest : public lumitest::ProgramTest {
 protected:
-    void SetUp() override
-    {
-        if (!lumitest::Sandbox::available())
-            GTEST_SKIP() << "bubblewrap is not available";
-    }
-
-    std::vector<std::string> env()
-    {
-        std::vector<std::string> e = box.environment();
-        e.push_back("LUMI_DISPLAY=file:/tmp/screen.raw:800x480");
-        return e;
-    }
 
     // Starts "uishull 7" and waits until its window is up (the socket is
     // bound before the window is made).
     lumitest::ChildProcess& start()
     {
-        m_process = std::make_unique<lumitest::ChildProcess>(
-            lumitest::buildProgram("app/uishull"), std::vector<std::string> { "7" }, env(), "", box.prefix());
-        EXPECT_TRUE(m_process->started());
-        EXPECT_TRUE(m_process->waitForOutput("UpdateWnd::create()\n", kStartMs)) << m_process->errors();
-        return *m_process;
+        lumitest::ChildProcess& p = startProgram({ "7" });
+        EXPECT_TRUE(p.started());
+        EXPECT_TRUE(p.waitForOutput("UpdateWnd::create()\n", kStartMs)) << p.errors();
+        return p;
     }
 
     std::string socketPath() const { return tmp.file("autorun_msg.dat"); }
@@ -151,9 +139,6 @@ protected:
     static constexpr int kStartMs = 30000;
     static constexpr int kSenderMs = 30000;
 
-    lumitest::TempDir tmp;
-    lumitest::Sandbox box { tmp.path() };
-    std::unique_ptr<lumitest::ChildProcess> m_process;
 };
 
 }
