@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the quick test with the demo items and a scripted operator.
 
-The program runs headless (a screen file) in a sandbox whose /tmp is a
-directory of this run, with harmless stand-ins for poweroff. The operator
+The program runs headless (a screen file) through tools/sandbox.sh: its /tmp
+is a directory of this run and poweroff is a harmless stand-in. The operator
 plays the test-input socket: it answers every question the screen asks, then
 reads each test's result and the verdict off the screen (the colours the
 quick-test screen uses for them), prints them, and saves screenshots of the
@@ -35,14 +35,6 @@ WORK = (GRID[0] + 12, GRID[1] + 8, GRID[2] - 12, GRID[3] - 8)
 ROW_HEIGHT = (WORK[3] - WORK[1]) // ROWS
 BOX = ((WIDTH - 300) // 2, (HEIGHT - 170) // 2)          # a question box, 300x170
 YES_BUTTON = (BOX[0] + 53 + 45, BOX[1] + 117 + 16)         # centre of button 0 ("是")
-
-
-def sandbox_works():
-    try:
-        return subprocess.run(["bwrap", "--ro-bind", "/", "/", "--dev", "/dev", "true"],
-                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
-    except OSError:
-        return False
 
 
 def log(text):
@@ -128,44 +120,13 @@ def main():
         shutil.copytree(os.path.join(repo, "res"), os.path.join(run, "res"))
         with open(os.path.join(run, "config.ini"), "w") as f:
             f.write("[function]\n[autorun]\nrunall = %s\n" % args.runall)
-        bin_dir = os.path.join(run, "bin")
-        os.mkdir(bin_dir)
-        stand_in = os.path.join(bin_dir, "stand-in")
-        with open(stand_in, "w") as f:
-            f.write('#!/bin/sh\necho "$(basename "$0") $*" >> "%s/commands.log"\n' % (
-                "/tmp" if sandbox_works() else run))
-        os.chmod(stand_in, 0o755)
-        for name in ("poweroff", "reboot", "halt", "shutdown", "systemctl"):
-            os.symlink("stand-in", os.path.join(bin_dir, name))
-        if sandbox_works():
-            wrap = ["bwrap", "--die-with-parent", "--ro-bind", "/", "/", "--dev", "/dev", "--proc", "/proc",
-                    "--bind", run, "/tmp"]
-            # A checkout or build under /tmp would vanish under the new /tmp,
-            # program and all.
-            for tree in sorted({repo, os.path.abspath(args.build)}):
-                if tree.startswith("/tmp/"):
-                    wrap += ["--ro-bind", tree, tree]
-            for target in sorted({os.path.realpath(os.path.join(d, n))
-                                  for d in ("/sbin", "/usr/sbin", "/bin", "/usr/bin")
-                                  for n in ("poweroff", "reboot", "halt", "shutdown", "systemctl")
-                                  if os.path.exists(os.path.join(d, n))}):
-                wrap += ["--ro-bind", stand_in, target]
-            wrap += ["--chdir", "/tmp", "--"]
-            inside = "/tmp"
-            cwd = None
-        else:
-            # No sandbox here (a chroot, say): the program runs as it is, with
-            # the stand-ins first on its PATH, which is where the shell looks
-            # for poweroff; its notifier socket is then the machine's
-            # /tmp/autorun_msg.dat.
-            log("bubblewrap cannot run here; running the program without a sandbox")
-            wrap = []
-            inside = run
-            cwd = run
-        env = dict(os.environ, LUMI_DISPLAY="file:%s/screen.raw:%dx%d" % (inside, WIDTH, HEIGHT),
-                   LUMI_INPUT=inside + "/input", PATH="%s:/usr/bin:/bin" % (
-                       "/tmp/bin" if inside == "/tmp" else bin_dir))
-        proc = subprocess.Popen(wrap + [uishull, "6"], env=env, cwd=cwd, stdout=subprocess.PIPE,
+        # tools/sandbox.sh gives the program this directory as its /tmp (or,
+        # where bubblewrap cannot run, rewrites /tmp/ to it) and stand-ins for
+        # poweroff: either way its files land here.
+        wrap = ["bash", os.path.join(repo, "tools", "sandbox.sh"), run]
+        env = dict(os.environ, LUMI_DISPLAY="file:/tmp/screen.raw:%dx%d" % (WIDTH, HEIGHT),
+                   LUMI_INPUT="/tmp/input")
+        proc = subprocess.Popen(wrap + [uishull, "6"], env=env, stdout=subprocess.PIPE,
                                 stderr=subprocess.STDOUT, text=True, bufsize=1)
         screen = Screen(os.path.join(run, "screen.raw"))
         operator = Operator(os.path.join(run, "input"))

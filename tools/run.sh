@@ -77,47 +77,13 @@ run_demo() {
 make_run_dir() {
     local dir=$outdir/$1
     rm -rf "$dir"
-    mkdir -p "$dir/bin"
+    mkdir -p "$dir"
     cp -r "$repo/res" "$dir/res"
-    printf '#!/bin/sh\necho "$(basename "$0") $*" >> "${STAND_IN_LOG:-/tmp/commands.log}"\n' >"$dir/bin/stand-in"
-    chmod +x "$dir/bin/stand-in"
     echo "$dir"
 }
 
-# bubblewrap around the program: the run directory as /tmp, the real poweroff
-# and systemctl replaced by the stand-in, the X socket kept for a window. Where
-# bubblewrap cannot run (inside a chroot, say), the program runs as it is in
-# the run directory with the stand-ins first on its PATH, which is where the
-# shell looks for poweroff; its sockets are then the machine's own.
-sandbox() {
-    local dir=$1
-    shift
-    local name
-    for name in poweroff reboot halt shutdown systemctl; do
-        ln -sf stand-in "$dir/bin/$name"
-    done
-    if ! bwrap --ro-bind / / --dev /dev true 2>/dev/null; then
-        echo "run.sh: bubblewrap cannot run here; running the program without a sandbox" >&2
-        (cd "$dir" && STAND_IN_LOG="$dir/commands.log" PATH="$dir/bin:/usr/bin:/bin" \
-            LUMI_DISPLAY=${LUMI_DISPLAY/\/tmp\//$dir/} "$@")
-        return
-    fi
-    local args=(--die-with-parent --ro-bind / / --dev /dev --proc /proc --bind "$dir" /tmp)
-    [[ -d /tmp/.X11-unix ]] && args+=(--ro-bind /tmp/.X11-unix /tmp/.X11-unix)
-    # A checkout under /tmp would vanish under the new /tmp, program and all.
-    [[ $repo == /tmp/* ]] && args+=(--ro-bind "$repo" "$repo")
-    local seen=" " d real
-    for name in poweroff reboot halt shutdown systemctl; do
-        for d in /sbin /usr/sbin /bin /usr/bin; do
-            [[ -e $d/$name ]] || continue
-            real=$(readlink -f "$d/$name")
-            [[ $seen == *" $real "* ]] && continue
-            seen+="$real "
-            args+=(--ro-bind "$dir/bin/stand-in" "$real")
-        done
-    done
-    bwrap "${args[@]}" --chdir /tmp -- "$@"
-}
+# The program runs through tools/sandbox.sh: its own /tmp, stand-ins for poweroff.
+sandbox() { bash "$repo/tools/sandbox.sh" "$@"; }
 
 run_quicktest() {
     if ((headless)); then
@@ -146,7 +112,10 @@ run_update() {
     # The program's /tmp is the run directory inside the sandbox, the
     # machine's own without one.
     local socket=$dir/autorun_msg.dat
-    bwrap --ro-bind / / --dev /dev true 2>/dev/null || socket=/tmp/autorun_msg.dat
+    sandbox --works || socket=/tmp/autorun_msg.dat
+    # A socket left by an earlier run would look ready before the program
+    # has bound its own.
+    rm -f "$socket"
     LUMI_DISPLAY=$display sandbox "$dir" "$build/app/uishull" 7 &
     local pid=$!
     for _ in $(seq 100); do [[ -S $socket ]] && break; sleep 0.05; done
