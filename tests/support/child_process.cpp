@@ -41,7 +41,8 @@ std::string buildProgram(const std::string& relative)
 }
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& args,
-    const std::vector<std::string>& env, const std::string& workDir, const std::vector<std::string>& wrapper)
+    const std::vector<std::string>& env, const std::string& workDir, const std::vector<std::string>& wrapper,
+    const std::string& stdinPath)
 {
     int out[2];
     int err[2];
@@ -71,6 +72,10 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
 
     m_pid = fork();
     if (m_pid == 0) {
+        const int in = open(stdinPath.empty() ? "/dev/null" : stdinPath.c_str(), O_RDONLY);
+        if (in < 0)
+            _exit(126);
+        dup2(in, 0);
         dup2(out[1], 1);
         dup2(err[1], 2);
         if (!workDir.empty() && chdir(workDir.c_str()) != 0)

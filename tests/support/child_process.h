@@ -12,10 +12,11 @@ public:
     // program: path of the executable; env: "NAME=value" entries added to a
     // clean environment (PATH and TMPDIR are kept unless env sets them);
     // wrapper: words run before the program (and its emulator), such as a
-    // Sandbox's prefix.
+    // Sandbox's prefix; stdinPath: the file its standard input reads
+    // (default /dev/null).
     ChildProcess(const std::string& program, const std::vector<std::string>& args,
         const std::vector<std::string>& env, const std::string& workDir = std::string(),
-        const std::vector<std::string>& wrapper = {});
+        const std::vector<std::string>& wrapper = {}, const std::string& stdinPath = std::string());
     ~ChildProcess();   // kills the process if it still runs
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
