@@ -239,8 +239,11 @@ int UpdateWnd::onPaint()
     Rect client;
     getClientRect(client);
     PaintDC paintDC(this);
-    MemDC memDC;
-    const bool buffered = memDC.create(client, &paintDC) == 0;
+    MemDC& memDC = m_paintBuffer;
+    const Bitmap* kept = memDC.getBitmap();
+    bool buffered = !kept->isNull() && kept->width() == client.width() && kept->height() == client.height();
+    if (!buffered)
+        buffered = memDC.create(client, &paintDC) == 0;
     DC& dc = buffered ? static_cast<DC&>(memDC) : static_cast<DC&>(paintDC);
 
     // The window's own background first, as the toolkit would paint it.

@@ -51,6 +51,10 @@ protected:
     int m_startTimer { 0 };
     int m_finishTimer { 0 };
     bool m_finished { false };
+    // The off-screen picture of the window, kept between paints: every
+    // progress step repaints the window under the bar, and a new screenful
+    // of pixels each time would cost more than the painting.
+    MemDC m_paintBuffer;
 
 private:
     void loadLogo();
