@@ -3,15 +3,9 @@
 // with short datagrams "TYPE@PAYLOAD"; each becomes message 8195 for the
 // window with id 101.
 
+#include "shell/notify_protocol.h"
+
 #include <lumi/app.h>
-
-// Where the socket lives; update scripts send to this path.
-#define PEL_NOTIFIER_PATH "/tmp/autorun_msg.dat"
-
-// The application's own notification message.
-enum : int {
-    MSG_PEL_NOTIFY = 0x2003,
-};
 
 class PelNotifier : public EventHandler {
 public:
