@@ -1,6 +1,7 @@
 #include "quicktest/quicktestwnd.h"
 
 #include "quicktest/quicktest_texts.h"
+#include "shell/notify_protocol.h"
 #include "testfun/catalogue.h"
 #include "testfun/log.hpp"
 #include "widgets/pelbutton.h"
@@ -42,31 +43,137 @@ constexpr int kTopBandHeight = 70;
 constexpr int kBottomBandHeight = 100;
 constexpr int kLegendStep = 90;
 
-Label* makeLabel(WndBase* parent, const Rect& rect, unsigned int style)
+// Where the screen's parts go on a client rectangle.
+struct ScreenLayout {
+    explicit ScreenLayout(const Rect& client);
+
+    Rect hint;
+    Rect status;
+    Rect grid;
+    Rect log;
+    Rect current;
+    Rect swatch[3]; // the legend: untested, pass, fail
+    Rect text[3];
+    Rect power;
+    Rect next;
+};
+
+ScreenLayout::ScreenLayout(const Rect& client)
+{
+    // Hint, top left: two fifths of the width.
+    hint = Rect(client.left, client.top, client.left + client.width() * 2 / 5, client.top + kTopBandHeight);
+
+    // Overall status, top right.
+    status = hint;
+    status.offset(hint.width(), 0);
+    status.right = client.right;
+
+    // The list of tests, under the hint, down to the bottom band.
+    grid = hint;
+    grid.offset(0, hint.height());
+    grid.bottom = client.bottom - kBottomBandHeight;
+
+    // The log, right of the list.
+    log = grid;
+    log.offset(grid.width(), 0);
+    log.right = client.right;
+
+    // The current test's line, under the list.
+    current = grid;
+    current.offset(0, grid.height() + 5);
+    current.shrink(10, 0);
+    current.bottom = current.top + 40;
+
+    // The legend: three 30 x 30 swatches, each with a 50 x 30 text beside
+    // it, 90 pixels apart, under the current test's line.
+    Rect swatchRect = current;
+    swatchRect.offset(0, current.height() + 10);
+    swatchRect.right = swatchRect.left + 30;
+    swatchRect.bottom = swatchRect.top + 30;
+    Rect textRect = swatchRect;
+    textRect.offset(30, 0);
+    textRect.right += 20;
+    for (int i = 0; i < 3; ++i) {
+        swatch[i] = swatchRect;
+        text[i] = textRect;
+        swatchRect.offset(kLegendStep, 0);
+        textRect.offset(kLegendStep, 0);
+    }
+
+    // Power off: 120 x 40, 30 pixels in from the right, 40 under the log.
+    power = log;
+    power.offset(0, log.height() + 40);
+    power.shrink(30, 0);
+    power.left = power.right - 120;
+    power.bottom = power.top + 40;
+
+    // Next, 60 pixels left of it.
+    next = power;
+    next.offset(-(60 + power.width()), 0);
+}
+
+// A text or swatch of the screen. Colours of -1 are left as the toolkit's.
+struct LabelSpec {
+    Label* QuickTestWnd::*field;
+    const Rect& rect;
+    unsigned int style;
+    unsigned int align; // 0: left as the toolkit's
+    int backColour;
+    int textColour;
+    const char* gbk; // null: no text
+    int gbkBytes;
+    const char* font; // null: the default font
+};
+
+// A button of the screen: blue face, white caption, centred.
+struct ButtonSpec {
+    PelButton* QuickTestWnd::*field;
+    const Rect& rect;
+    const char* gbk;
+    int gbkBytes;
+    bool show;
+};
+
+template <size_t N> constexpr int gbkBytes(const char (&)[N])
+{
+    return static_cast<int>(N - 1);
+}
+
+Label* makeLabel(WndBase* parent, const LabelSpec& spec)
 {
     auto* label = new Label; // a child: the toolkit deletes it with the window
-    label->create(parent, rect, style);
+    label->create(parent, spec.rect, spec.style);
+    if (spec.align)
+        label->setAlignFlag(spec.align);
+    if (spec.backColour >= 0)
+        label->setBackColor(static_cast<unsigned short>(spec.backColour));
+    if (spec.textColour >= 0)
+        label->setTextColor(static_cast<unsigned short>(spec.textColour));
+    if (spec.font) {
+        LogFont font(spec.font, -1);
+        label->setFont(Font::getFont(&font));
+    }
+    if (spec.gbk) {
+        // A failed conversion leaves the label without its text.
+        Utf8Text text(spec.gbk, spec.gbkBytes);
+        if (text)
+            label->setText(text.get());
+    }
     return label;
 }
 
-// Sets a GBK text on a label; a failed conversion leaves the label as it is.
-template <size_t N> void setGbkText(Label* label, const char (&gbk)[N])
-{
-    Utf8Text text(gbk);
-    if (text)
-        label->setText(text.get());
-}
-
-template <size_t N> PelButton* makeButton(WndBase* parent, const Rect& rect, const char (&gbkCaption)[N])
+PelButton* makeButton(WndBase* parent, const ButtonSpec& spec)
 {
     auto* button = new PelButton;
-    button->create(parent, rect, kSwatchStyle);
+    button->create(parent, spec.rect, kSwatchStyle);
     button->setColor(kBlue, kLightBlue);
     button->setTextColor(kWhite, 0);
-    Utf8Text caption(gbkCaption);
+    Utf8Text caption(spec.gbk, spec.gbkBytes);
     if (caption)
         button->setText(caption.get());
     button->setAlignFlag(kAlignCentre);
+    if (spec.show)
+        button->showWindow(true);
     return button;
 }
 
@@ -93,7 +200,7 @@ int QuickTestWnd::create()
 {
     const int width = Display::getParam(0);
     const int height = Display::getParam(1);
-    const int rc = MainWndBase::create(Rect(0, 0, width, height), kMainStyle, kWndId);
+    const int rc = MainWndBase::create(Rect(0, 0, width, height), kMainStyle, PEL_MAIN_WND_ID);
     if (rc != 0)
         return rc;
 
@@ -108,118 +215,72 @@ int QuickTestWnd::create()
         int value = 0;
         ini.readString("autorun", "runall", buffer, -1);
         sscanf(buffer, "%d", &value);
-        runAll = value > 0;
+        m_run.setRunAll(value > 0);
     }
 
     Rect client;
     getClientRect(client);
-    const int clientWidth = client.width();
+    const ScreenLayout layout(client);
+    using quicktest::kFail;
+    using quicktest::kHint;
+    using quicktest::kPass;
+    using quicktest::kUntested;
 
-    // Hint, top left: two fifths of the width.
-    const Rect hintRect(
-        client.left, client.top, client.left + clientWidth * 2 / 5, client.top + kTopBandHeight);
-    hintLabel = makeLabel(this, hintRect, kLabelStyle);
-    hintLabel->setAlignFlag(kAlignLeft);
-    hintLabel->setBackColor(kBlue);
-    hintLabel->setTextColor(kWhite);
-    setGbkText(hintLabel, quicktest::kHint);
+    // In the order they are made: the two labels of the top band, then
+    // (after the list and the log) the current test's line and the legend.
+    const LabelSpec labels[] = {
+        { &QuickTestWnd::hintLabel, layout.hint, kLabelStyle, kAlignLeft, kBlue, kWhite, kHint,
+            gbkBytes(kHint), nullptr },
+        { &QuickTestWnd::statusLabel, layout.status, kLabelStyle, kAlignCentre, kLightBlue, -1, nullptr, 0,
+            "large" },
+        { &QuickTestWnd::currentLabel, layout.current, kLabelStyle, kAlignLeft, -1, -1, nullptr, 0, nullptr },
+        { &QuickTestWnd::untestedSwatch, layout.swatch[0], kSwatchStyle, 0, kUntestedColour, -1, nullptr, 0,
+            nullptr },
+        { &QuickTestWnd::untestedText, layout.text[0], kLabelStyle, kAlignLeft, -1, kWhite, kUntested,
+            gbkBytes(kUntested), nullptr },
+        { &QuickTestWnd::passSwatch, layout.swatch[1], kSwatchStyle, 0, kPassColour, -1, nullptr, 0,
+            nullptr },
+        { &QuickTestWnd::passText, layout.text[1], kLabelStyle, kAlignLeft, -1, kWhite, kPass,
+            gbkBytes(kPass), nullptr },
+        { &QuickTestWnd::failSwatch, layout.swatch[2], kSwatchStyle, 0, kFailColour, -1, nullptr, 0,
+            nullptr },
+        { &QuickTestWnd::failText, layout.text[2], kLabelStyle, kAlignLeft, -1, kWhite, kFail,
+            gbkBytes(kFail), nullptr },
+    };
+    constexpr size_t kTopBandLabels = 2;
+    const ButtonSpec buttons[] = {
+        { &QuickTestWnd::powerButton, layout.power, quicktest::kPowerOff, gbkBytes(quicktest::kPowerOff),
+            true },
+        { &QuickTestWnd::nextButton, layout.next, quicktest::kNext, gbkBytes(quicktest::kNext), false },
+    };
 
-    // Overall status, top right, in the large font; empty until a verdict.
-    Rect statusRect = hintRect;
-    statusRect.offset(hintRect.width(), 0);
-    statusRect.right = client.right;
-    statusLabel = makeLabel(this, statusRect, kLabelStyle);
-    statusLabel->setAlignFlag(kAlignCentre);
-    statusLabel->setBackColor(kLightBlue);
-    LogFont large("large", -1);
-    statusLabel->setFont(Font::getFont(&large));
+    for (size_t i = 0; i < kTopBandLabels; ++i)
+        this->*labels[i].field = makeLabel(this, labels[i]);
 
-    // The list of tests, under the hint, down to the bottom band.
-    Rect gridRect = hintRect;
-    gridRect.offset(0, hintRect.height());
-    gridRect.bottom = client.bottom - kBottomBandHeight;
-    const int rowsPerPage = gridRowsFor(gridRect);
+    const int rowsPerPage = gridRowsFor(layout.grid);
     grid = new PelSmoothGrid;
-    grid->create(this, gridRect, kGridStyle);
+    grid->create(this, layout.grid, kGridStyle);
     grid->setSupplier(this, false);
     grid->setRowCol(rowsPerPage, 1);
     grid->setScrollBarWidth(10);
     grid->setScrollBarColor(kWhite, kScrollThumb);
-    Rect workRegion = gridRect;
+    Rect workRegion = layout.grid;
     workRegion.shrink(12, 8);
     grid->wndToClient(workRegion);
     grid->setWorkRegion(workRegion);
     grid->showWindow(true);
 
-    // The log, right of the list.
-    Rect logRect = gridRect;
-    logRect.offset(gridRect.width(), 0);
-    logRect.right = client.right;
     logEdit = new PelEdit;
-    logEdit->create(this, logRect, kLogStyle);
+    logEdit->create(this, layout.log, kLogStyle);
     logEdit->setScrollBarWidth(20);
     logEdit->setEditBGColor(kLightGrey);
     logEdit->setTextColor(kUntestedColour);
     log = new EditLog(logEdit);
 
-    // The current test's line, under the list.
-    Rect currentRect = gridRect;
-    currentRect.offset(0, gridRect.height() + 5);
-    currentRect.shrink(10, 0);
-    currentRect.bottom = currentRect.top + 40;
-    currentLabel = makeLabel(this, currentRect, kLabelStyle);
-    currentLabel->setAlignFlag(kAlignLeft);
-
-    // The legend: three 30 x 30 swatches, each with a 50 x 30 text beside it,
-    // 90 pixels apart, under the current test's line.
-    Rect swatchRect = currentRect;
-    swatchRect.offset(0, currentRect.height() + 10);
-    swatchRect.right = swatchRect.left + 30;
-    swatchRect.bottom = swatchRect.top + 30;
-    Rect textRect = swatchRect;
-    textRect.offset(30, 0);
-    textRect.right += 20;
-    struct LegendEntry {
-        Label** swatch;
-        Label** text;
-        unsigned short colour;
-        const char* gbk;
-        int bytes;
-    };
-    const LegendEntry legend[] = {
-        { &untestedSwatch, &untestedText, kUntestedColour, quicktest::kUntested,
-            static_cast<int>(sizeof quicktest::kUntested - 1) },
-        { &passSwatch, &passText, kPassColour, quicktest::kPass,
-            static_cast<int>(sizeof quicktest::kPass - 1) },
-        { &failSwatch, &failText, kFailColour, quicktest::kFail,
-            static_cast<int>(sizeof quicktest::kFail - 1) },
-    };
-    for (const LegendEntry& entry : legend) {
-        *entry.swatch = makeLabel(this, swatchRect, kSwatchStyle);
-        (*entry.swatch)->setBackColor(entry.colour);
-        *entry.text = makeLabel(this, textRect, kLabelStyle);
-        (*entry.text)->setAlignFlag(kAlignLeft);
-        (*entry.text)->setTextColor(kWhite);
-        Utf8Text text(entry.gbk, entry.bytes);
-        if (text)
-            (*entry.text)->setText(text.get());
-        swatchRect.offset(kLegendStep, 0);
-        textRect.offset(kLegendStep, 0);
-    }
-
-    // Power off: 120 x 40, 30 pixels in from the right, 40 under the log.
-    Rect powerRect = logRect;
-    powerRect.offset(0, logRect.height() + 40);
-    powerRect.shrink(30, 0);
-    powerRect.left = powerRect.right - 120;
-    powerRect.bottom = powerRect.top + 40;
-    powerButton = makeButton(this, powerRect, quicktest::kPowerOff);
-    powerButton->showWindow(true);
-
-    // Next, 60 pixels left of it.
-    Rect nextRect = powerRect;
-    nextRect.offset(-(60 + powerRect.width()), 0);
-    nextButton = makeButton(this, nextRect, quicktest::kNext);
+    for (size_t i = kTopBandLabels; i < sizeof labels / sizeof labels[0]; ++i)
+        this->*labels[i].field = makeLabel(this, labels[i]);
+    for (const ButtonSpec& spec : buttons)
+        this->*spec.field = makeButton(this, spec);
 
     // The automatic run starts at row 0 with the first step, 50 ms from now.
     runTimer = setTimer(kStepMs);

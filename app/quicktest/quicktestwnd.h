@@ -5,13 +5,17 @@
 // buttons. The window supplies the grid's rows itself and runs the tests:
 // one by one on a touch, or one after another on a 50 ms step timer.
 //
-// Drawing and construction live in quicktestwnd.cpp, the run sequence in
-// quicktestwnd_run.cpp.
+// Drawing and construction live in quicktestwnd.cpp; the run sequence's
+// decisions in runsequence.cpp (no toolkit there) and what they do on the
+// screen in quicktestwnd_run.cpp.
 
+#include "quicktest/runsequence.h"
 #include "widgets/pelsmoothgrid.h"
 #include "widgets/tdynarray.h"
 
 #include <lumi/window.h>
+
+#include <cstddef>
 
 class DC;
 class EditLog;
@@ -22,8 +26,6 @@ class TestItem;
 
 class QuickTestWnd : public MainWndBase, public GridSupplier {
 public:
-    // Window id by which tests that finish later find this window.
-    static constexpr int kWndId = 101;
     // Id of a test's own full-screen window, closed when the operator answers.
     static constexpr int kTestWndId = 103;
     // One step of the automatic run.
@@ -40,9 +42,10 @@ public:
     QuickTestWnd();
     ~QuickTestWnd() override;
 
-    // Builds the full-screen window with id 101, reads the catalogue and the
-    // run-all setting from "config.ini", lays the controls out and starts the
-    // first step timer. Returns the result of making the main window.
+    // Builds the full-screen window with id PEL_MAIN_WND_ID, reads the
+    // catalogue and the run-all setting from "config.ini", lays the controls
+    // out and starts the first step timer. Returns the result of making the
+    // main window; a failure there is returned at once.
     int create();
 
     // Rows per page of a grid area: whole 40-pixel rows (0 when it is lower
@@ -59,6 +62,7 @@ public:
     void resultFails();
     void labelResult();
 
+protected:
     int handleMessage(LUMIMessage& msg) override;
     int onDrawBackground(DC* dc, const Rect* rect, WndBase* w) override;
     int onKeydown(int key, int state) override;
@@ -67,7 +71,10 @@ public:
     int onCommand(LUMIMessage& msg) override;
     int onActivate(bool active) override;
 
-protected:
+    // Which row runs next, the operator's open question, run-all and the
+    // verdicts already reported.
+    const quicktest::RunSequence& sequence() const { return m_run; }
+
     TDynArray<TestItem*> items; // owned
     PelEdit* logEdit { nullptr };
     Label* currentLabel { nullptr };
@@ -84,22 +91,36 @@ protected:
     PelButton* powerButton { nullptr };
     EditLog* log { nullptr }; // owned
     int itemCount { 0 };
-    int confirmIndex { -1 };
     int runTimer { 0 };
-    int nextIndex { 0 };
-    bool running { false };
-    bool runAll { true }; // kept when "config.ini" cannot be read
-    bool failReported { false };
-    bool allPassReported { false };
 
 private:
+    // The items as the run sequence sees them.
+    class Rows final : public quicktest::RunRows {
+    public:
+        explicit Rows(TDynArray<TestItem*>& items)
+            : m_items(items)
+        {
+        }
+        int rowCount() const override;
+        quicktest::TestResult rowResult(int row) const override;
+        bool rowTested(int row) const override;
+
+    private:
+        TDynArray<TestItem*>& m_items;
+    };
+
     // The item of row index, or null outside the list.
     TestItem* itemAt(int index);
+    // The grid's selected row (-1 without a grid).
+    int selectedRow() const;
     // Restarts the step timer: the row nextIndex runs 50 ms from now.
     void startStepTimer();
     void cancelStepTimer();
-    // Message boxes: a two-button question whose buttons send firstCommand
-    // and firstCommand + 1, and an information box.
+    // Message boxes: a two-button question "name" + separator + question
+    // (both GBK texts converted) whose buttons send firstCommand and
+    // firstCommand + 1, and an information box.
+    template <size_t N>
+    void askAbout(TestItem* item, const char* separator, const char (&questionGbk)[N], int firstCommand);
     void ask(const char* text, int firstCommand);
     void inform(const char* text);
     // Repaints the grid (and the current-test label) at once.
@@ -107,4 +128,9 @@ private:
     void repaintLabel();
     // The current-test label in colour with "name: word" (word a GBK text).
     void showCurrent(TestItem* item, unsigned short colour, const char* wordGbk, int wordBytes);
+    // The current-test label for a stored result (pass or fail; nothing else).
+    void showResult(TestItem* item);
+
+    Rows m_rows { items };
+    quicktest::RunSequence m_run { m_rows };
 };

@@ -1,14 +1,15 @@
-// The run sequence of the quick-test screen: starting a test from a touch on
-// its row, from the next button or from the 50 ms step timer; showing its
-// result; asking the operator when a test needs a human verdict; moving on to
-// the next untested row; the overall verdict; powering the device off.
+// The run sequence of the quick-test screen on the screen: starting a test
+// from a touch on its row, from the next button or from the 50 ms step
+// timer; showing its result; asking the operator when a test needs a human
+// verdict; the overall verdict; powering the device off. What comes next is
+// the RunSequence's decision; this file carries it out.
 
 #include "quicktest/quicktestwnd.h"
 
 #include "platform/fatal.h"
 #include "platform/shell_command.h"
 #include "quicktest/quicktest_texts.h"
-#include "shell/pelnotifier.h"
+#include "shell/notify_protocol.h"
 #include "testfun/log.hpp"
 #include "widgets/pelbutton.h"
 #include "widgets/peledit.h"
@@ -21,7 +22,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+using quicktest::RunSequence;
 using quicktest::shownName;
+using quicktest::TestResult;
 using quicktest::Utf8Text;
 
 namespace {
@@ -38,11 +41,21 @@ constexpr uint32_t kNoticeStyle = 0x20002; // one button
 // Every line the screen formats fits in this many bytes; longer names are cut.
 constexpr size_t kLineSize = 128;
 
-// The finished-test notification: message 8195 with this first parameter.
-constexpr int kNotifyTestFinished = 3;
-// A test returning this goes on by itself but releases the screen at once.
-constexpr int kResultReleases = 4;
+}
 
+int QuickTestWnd::Rows::rowCount() const
+{
+    return m_items.size();
+}
+
+TestResult QuickTestWnd::Rows::rowResult(int row) const
+{
+    return quicktest::resultOf(m_items[row]->getResult());
+}
+
+bool QuickTestWnd::Rows::rowTested(int row) const
+{
+    return m_items[row]->getTested();
 }
 
 TestItem* QuickTestWnd::itemAt(int index)
@@ -50,6 +63,11 @@ TestItem* QuickTestWnd::itemAt(int index)
     if (index < 0 || index >= items.size())
         return nullptr;
     return items[index];
+}
+
+int QuickTestWnd::selectedRow() const
+{
+    return grid ? grid->getSelected() : -1;
 }
 
 void QuickTestWnd::cancelStepTimer()
@@ -76,6 +94,19 @@ void QuickTestWnd::ask(const char* text, int firstCommand)
     box->setCommandId(PMB_EVENT_BTN0, firstCommand);
     box->setCommandId(PMB_EVENT_BTN1, firstCommand + 1);
     box->showWindow(true);
+}
+
+template <size_t N>
+void QuickTestWnd::askAbout(
+    TestItem* item, const char* separator, const char (&questionGbk)[N], int firstCommand)
+{
+    Utf8Text question(questionGbk);
+    if (!question)
+        return;
+    char line[kLineSize];
+    snprintf(
+        line, sizeof line, "%s%s%s", shownName(item ? item->getName() : nullptr), separator, question.get());
+    ask(line, firstCommand);
 }
 
 void QuickTestWnd::inform(const char* text)
@@ -118,20 +149,33 @@ void QuickTestWnd::showCurrent(TestItem* item, unsigned short colour, const char
     currentLabel->setText(line);
 }
 
+void QuickTestWnd::showResult(TestItem* item)
+{
+    if (!item)
+        return;
+    switch (quicktest::resultOf(item->getResult())) {
+    case TestResult::Pass:
+        showCurrent(item, kPassColour, quicktest::kPass, sizeof quicktest::kPass - 1);
+        break;
+    case TestResult::Fail:
+        showCurrent(item, kFailColour, quicktest::kFail, sizeof quicktest::kFail - 1);
+        break;
+    case TestResult::Untested:
+        break;
+    }
+}
+
 int QuickTestWnd::clickItemExec(int index)
 {
     TestItem* item = itemAt(index);
-    if (!item)
+    if (!item || !m_run.start(index))
         return 0;
 
-    confirmIndex = -1;
-    ++nextIndex;
     // The last row is under way: from now on the operator may switch off.
-    if (nextIndex == items.size() && powerButton)
+    if (m_run.lastRowStarted() && powerButton)
         powerButton->showWindow(true);
-    printf("auto run %d \n", nextIndex);
+    printf("auto run %d \n", m_run.nextIndex());
 
-    running = true;
     if (grid)
         grid->setSelected(index);
     if (logEdit)
@@ -143,59 +187,37 @@ int QuickTestWnd::clickItemExec(int index)
         currentLabel->setText(line);
     }
 
-    const int result = item->execute(log);
+    const quicktest::RunOutcome outcome = quicktest::outcomeOf(item->execute(log));
     item->setTested(true);
+    if (outcome == quicktest::RunOutcome::Pass)
+        item->setResult(static_cast<int>(TestResult::Pass));
+    else if (outcome == quicktest::RunOutcome::Fail)
+        item->setResult(static_cast<int>(TestResult::Fail));
 
-    switch (result) {
-    case 0:
-        item->setResult(0);
-        showCurrent(item, kPassColour, quicktest::kPass, sizeof quicktest::kPass - 1);
-        running = false;
+    const RunSequence::AfterRun then = m_run.finished(index, outcome, item->isAutoRun());
+    switch (then) {
+    case RunSequence::AfterRun::Next:
+    case RunSequence::AfterRun::ReportFailure:
+    case RunSequence::AfterRun::AskRetest:
+        showResult(item);
         repaintGrid();
         repaintLabel();
+        if (then == RunSequence::AfterRun::ReportFailure)
+            resultFails();
+        if (then == RunSequence::AfterRun::AskRetest) {
+            cancelStepTimer();
+            askAbout(item, "", quicktest::kRetestQuestion, CMD_RETEST);
+        } else {
+            checkRunNext();
+        }
+        break;
+    case RunSequence::AfterRun::AskOperator:
+        askAbout(item, ": ", quicktest::kOkQuestion, CMD_OK);
+        break;
+    case RunSequence::AfterRun::WaitAndStep:
         checkRunNext();
         break;
-    case 1:
-        item->setResult(1);
-        showCurrent(item, kFailColour, quicktest::kFail, sizeof quicktest::kFail - 1);
-        running = false;
-        repaintGrid();
-        repaintLabel();
-        if (runAll) {
-            resultFails();
-            checkRunNext();
-        } else {
-            // The retest answer runs this same row again; until the operator
-            // answers, nothing else starts.
-            nextIndex = index;
-            cancelStepTimer();
-            Utf8Text question(quicktest::kRetestQuestion);
-            if (question) {
-                char line[kLineSize];
-                snprintf(line, sizeof line, "%s%s", shownName(item->getName()), question.get());
-                ask(line, CMD_RETEST);
-            }
-        }
-        break;
-    case 2: {
-        // The operator judges; the screen stays locked until the answer.
-        confirmIndex = index;
-        Utf8Text question(quicktest::kOkQuestion);
-        if (question) {
-            char line[kLineSize];
-            snprintf(line, sizeof line, "%s: %s", shownName(item->getName()), question.get());
-            ask(line, CMD_OK);
-        }
-        break;
-    }
-    default:
-        // The test goes on in a window or timer of its own and reports with
-        // message 8195/3. An auto-run test lets the sequence go on meanwhile;
-        // 4 also frees the screen at once.
-        if (item->isAutoRun())
-            checkRunNext();
-        if (result == kResultReleases)
-            running = false;
+    case RunSequence::AfterRun::Wait:
         break;
     }
 
@@ -205,38 +227,26 @@ int QuickTestWnd::clickItemExec(int index)
 
 void QuickTestWnd::checkRunNext()
 {
-    bool allTested = true;
-    bool noFail = true;
-    bool allPass = true;
-    for (int i = 0; i < items.size(); ++i) {
-        TestItem* item = items[i];
-        if (!item->getTested())
-            allTested = false;
-        const int result = item->getResult();
-        if (result == 1)
-            noFail = false;
-        if (result != 0)
-            allPass = false;
-    }
-
-    // Without run-all the automatic run stops at the first failure.
-    if (!allTested && (runAll || noFail)) {
+    switch (m_run.nextStep()) {
+    case RunSequence::Next::Step:
         startStepTimer();
-        return;
-    }
-
-    if (!allPass)
-        return;
-    Utf8Text verdict(quicktest::kAllPassed);
-    if (verdict) {
+        break;
+    case RunSequence::Next::AllPassed: {
+        const bool first = m_run.takeAllPassReport();
+        Utf8Text verdict(quicktest::kAllPassed);
+        if (!verdict)
+            break;
         if (statusLabel) {
             statusLabel->setText(verdict.get());
             statusLabel->setTextColor(kPassColour);
         }
-        if (!allPassReported)
+        if (first)
             inform(verdict.get());
+        break;
     }
-    allPassReported = true;
+    case RunSequence::Next::Stop:
+        break;
+    }
 }
 
 int QuickTestWnd::onTimer(int id)
@@ -244,11 +254,12 @@ int QuickTestWnd::onTimer(int id)
     if (id == 0 || id != runTimer)
         return 0;
     cancelStepTimer();
-    if (nextIndex >= 0 && nextIndex < items.size()) {
+    const int row = m_run.rowForStep();
+    if (row >= 0) {
         if (grid)
-            grid->setSelected(nextIndex);
+            grid->setSelected(row);
         repaintGrid();
-        clickItemExec(nextIndex);
+        clickItemExec(row);
     }
     return 0;
 }
@@ -260,10 +271,8 @@ void QuickTestWnd::resultFails()
         statusLabel->setText(verdict.get());
         statusLabel->setTextColor(kFailColour);
     }
-    // Told once, and only when the run stops for it: with run-all the red
-    // status is the whole report.
-    if (!failReported && !runAll && verdict) {
-        TestItem* selected = grid ? itemAt(grid->getSelected()) : nullptr;
+    if (m_run.takeFailureReport() && verdict) {
+        TestItem* selected = itemAt(selectedRow());
         char line[kLineSize];
         snprintf(
             line, sizeof line, "%s%s", shownName(selected ? selected->getName() : nullptr), verdict.get());
@@ -271,24 +280,11 @@ void QuickTestWnd::resultFails()
     }
     if (powerButton)
         powerButton->showWindow(true);
-    failReported = true;
 }
 
 void QuickTestWnd::labelResult()
 {
-    TestItem* item = grid ? itemAt(grid->getSelected()) : nullptr;
-    if (!item)
-        return;
-    switch (item->getResult()) {
-    case 0:
-        showCurrent(item, kPassColour, quicktest::kPass, sizeof quicktest::kPass - 1);
-        break;
-    case 1:
-        showCurrent(item, kFailColour, quicktest::kFail, sizeof quicktest::kFail - 1);
-        break;
-    default:
-        break;
-    }
+    showResult(itemAt(selectedRow()));
 }
 
 int QuickTestWnd::onCommand(LUMIMessage& msg)
@@ -296,36 +292,36 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
     const int command = msg.param1;
     switch (command) {
     case CMD_OK:
-    case CMD_NOT_OK:
-        if (confirmIndex < items.size()) {
-            // Kept deliberately fatal: an answer can only come from a question
-            // that named its row, so a missing row is a programming error.
-            if (!(confirmIndex >= 0))
-                fatalAssertion(
-                    "m_curSel >=0", "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
-            TestItem* item = items[confirmIndex];
-            if (command == CMD_OK) {
-                item->setResult(0);
-            } else {
-                resultFails();
-                item->setResult(1);
-            }
-            // The test's own screen (the colour bars) goes with the answer.
-            if (GuiApp* guiApp = theGuiApp()) {
-                if (WndBase* testWnd = guiApp->getWndById(kTestWndId))
-                    testWnd->destroy();
-            }
-            repaintGrid();
-            // Kept: a not-OK answer without run-all stops the run; the line
-            // operators expect to re-test by hand.
-            if (runAll || command == CMD_OK)
-                checkRunNext();
-            labelResult();
-            running = false;
+    case CMD_NOT_OK: {
+        const RunSequence::Answer answer = m_run.answer();
+        if (answer == RunSequence::Answer::Ignore)
+            break;
+        // Kept deliberately fatal: an answer can only come from a question
+        // that named its row, so a missing row is a programming error.
+        if (answer == RunSequence::Answer::NoQuestion)
+            fatalAssertion(
+                "m_curSel >=0", "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
+        TestItem* item = items[m_run.confirmIndex()];
+        const bool ok = command == CMD_OK;
+        if (ok) {
+            item->setResult(static_cast<int>(TestResult::Pass));
+        } else {
+            resultFails();
+            item->setResult(static_cast<int>(TestResult::Fail));
         }
+        // The test's own screen (the colour bars) goes with the answer.
+        if (GuiApp* guiApp = theGuiApp()) {
+            if (WndBase* testWnd = guiApp->getWndById(kTestWndId))
+                testWnd->destroy();
+        }
+        repaintGrid();
+        if (m_run.answered(ok))
+            checkRunNext();
+        labelResult();
         break;
+    }
     case CMD_RETEST:
-        nextIndex = grid ? grid->getSelected() : 0;
+        m_run.retest(grid ? grid->getSelected() : 0);
         startStepTimer();
         break;
     case CMD_NO_RETEST:
@@ -339,15 +335,13 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
 
 int QuickTestWnd::onNotify(WndBase* w, int code, int)
 {
-    if (!running && w) {
+    if (!m_run.running() && w) {
         if (w == grid && code == GRID_NOTIFY_ACTIVATE) {
             const int selected = grid->getSelected();
             repaintGrid();
             clickItemExec(selected);
         } else if (w == nextButton && code == NOTIFY_CLICKED && grid) {
-            int selected = grid->getSelected() + 1;
-            if (selected >= items.size())
-                selected = 0;
+            const int selected = m_run.rowAfter(grid->getSelected());
             grid->setSelected(selected);
             repaintGrid();
             clickItemExec(selected);
@@ -361,23 +355,20 @@ int QuickTestWnd::onNotify(WndBase* w, int code, int)
 
 int QuickTestWnd::handleMessage(LUMIMessage& msg)
 {
-    if (msg.id == MSG_PEL_NOTIFY && msg.param1 == kNotifyTestFinished) {
-        // A test that went on after execute() has stored its result.
-        TestItem* item = grid ? itemAt(grid->getSelected()) : nullptr;
-        if (item && item->getResult() == 1 && !runAll) {
-            Utf8Text question(quicktest::kRetestQuestion);
-            if (question) {
-                char line[kLineSize];
-                snprintf(line, sizeof line, "%s%s", shownName(item->getName()), question.get());
-                ask(line, CMD_RETEST);
-            }
-        } else {
-            checkRunNext();
+    if (msg.id == MSG_PEL_NOTIFY && msg.param1 == PEL_NOTIFY_TEST_FINISHED) {
+        // A test that went on after execute() has stored its result; a
+        // notice that no such test sent changes nothing.
+        const int selected = selectedRow();
+        const RunSequence::Notice notice = m_run.finishNotice(selected);
+        if (notice != RunSequence::Notice::Ignore) {
+            if (notice == RunSequence::Notice::AskRetest)
+                askAbout(itemAt(selected), "", quicktest::kRetestQuestion, CMD_RETEST);
+            else if (notice == RunSequence::Notice::Next)
+                checkRunNext();
+            repaintGrid();
+            repaintLabel();
+            labelResult();
         }
-        repaintGrid();
-        repaintLabel();
-        labelResult();
-        running = false;
     }
     const int rc = MainWndBase::handleMessage(msg);
     // The notifier's other message types carry a heap string that the

@@ -2,6 +2,7 @@
 
 #include "platform/charset.h"
 #include "platform/fatal.h"
+#include "shell/notify_protocol.h"
 
 #include <lumi/app.h>
 #include <lumi/controls.h>
@@ -24,13 +25,6 @@ namespace {
 {
     fatalAssertion("name && strlen(name)", "testfun/log", 52, "TestItem::TestItem(char*, bool)");
 }
-
-// The quick-test window's id, and the program's notification message (8195)
-// with the type that means "a test has finished". Kept private: the shell's
-// headers own the message's name.
-constexpr int kQuickTestWndId = 101;
-constexpr int kNotifyMessage = 0x2003;
-constexpr int kNotifyTestFinished = 3;
 
 // Formatted text of one log line; the buffer has a few bytes more so that
 // the newline and the 0 byte always fit after a line that fills it.
@@ -152,9 +146,9 @@ int demoTestItem::execute(Log* log)
 int postTestFinished()
 {
     GuiApp* app = theGuiApp();
-    WndBase* window = app ? app->getWndById(kQuickTestWndId) : nullptr;
+    WndBase* window = app ? app->getWndById(PEL_MAIN_WND_ID) : nullptr;
     if (!window)
         return -1;
-    app->addMsg(LUMIMessage(window, kNotifyMessage, kNotifyTestFinished));
+    app->addMsg(LUMIMessage(window, MSG_PEL_NOTIFY, PEL_NOTIFY_TEST_FINISHED));
     return 0;
 }

@@ -7,7 +7,10 @@
 #include "sandbox.h"
 
 #include <chrono>
+#include <cstdio>
 #include <fstream>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <thread>
 #include <unistd.h>
 
@@ -16,6 +19,9 @@ namespace {
 // The power button's centre on 800x480: below the log pane, 120x40 at the right.
 constexpr int kPowerX = 710;
 constexpr int kPowerY = 440;
+// The next button's centre: 60 pixels left of the power button, as wide.
+constexpr int kNextX = 530;
+constexpr int kNextY = 440;
 
 class QuickTestProcess : public lumitest::ProgramTest {
 protected:
@@ -38,6 +44,21 @@ protected:
         return false;
     }
 
+    // Sends one datagram to the program's notifier socket, as anyone on the
+    // machine could; true when it went out whole.
+    bool sendDatagram(const std::string& bytes)
+    {
+        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return false;
+        sockaddr_un addr {};
+        addr.sun_family = AF_UNIX;
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", tmp.file("autorun_msg.dat").c_str());
+        const ssize_t n
+            = sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+        close(fd);
+        return n == static_cast<ssize_t>(bytes.size());
+    }
 };
 
 }
@@ -78,4 +99,34 @@ TEST_F(QuickTestProcess, WithoutConfigurationTheListIsEmptyAndTheErrorIsPrinted)
     p.signal(SIGTERM);
     EXPECT_EQ(p.wait(), 0);
     EXPECT_EQ(p.output().find("auto run"), std::string::npos);
+}
+
+TEST_F(QuickTestProcess, AStrayFinishDatagramWhileTheOperatorIsAskedChangesNothing)
+{
+    writeConfig("[function]\n[autorun]\nrunall = 1\n");
+    lumitest::ChildProcess& p = start();
+    ASSERT_TRUE(p.waitForOutput("auto run 3 \n"));
+    // "3@" means "the running test has finished" to this screen; no test
+    // runs on here (the third demo item waits for the operator's answer).
+    ASSERT_TRUE(sendDatagram("3@"));
+    ASSERT_TRUE(p.waitForOutput("[PelNotifier::onRead()] 3@\n"));
+    // The screen is still locked: "next" starts nothing. Input is taken in
+    // order: once the power button's command has run, the tap on "next"
+    // has been handled.
+    ASSERT_TRUE(operate("tap " + std::to_string(kNextX) + " " + std::to_string(kNextY)));
+    ASSERT_TRUE(operate("tap " + std::to_string(kPowerX) + " " + std::to_string(kPowerY)));
+    ASSERT_TRUE(waitForCommand("poweroff")) << p.errors();
+    // What the taps printed comes before the line of a datagram sent now.
+    ASSERT_TRUE(sendDatagram("5@read up to here"));
+    ASSERT_TRUE(p.waitForOutput("[PelNotifier::onRead()] 5@read up to here\n"));
+    EXPECT_EQ(p.output().find("auto run 4"), std::string::npos) << p.output();
+
+    // The question is answered as usual (this used to hit the assertion),
+    // and the run goes on to the end.
+    ASSERT_TRUE(operate("key 1")); // enter on the focused "否": not OK
+    ASSERT_TRUE(p.waitForOutput("auto run 5 \n")) << p.errors();
+    EXPECT_TRUE(p.running());
+    p.signal(SIGTERM);
+    EXPECT_EQ(p.wait(), 0) << p.errors();
+    EXPECT_EQ(p.errors().find("m_curSel"), std::string::npos) << p.errors();
 }

@@ -22,7 +22,7 @@ TEST_F(QuickTestDeathTest, ANotOkAnswerWithoutAPendingQuestionAborts)
     writeDemoConfig(true);
     ProbeWnd* window = openWindow();
     step(); // test1 passes: no question is open
-    ASSERT_EQ(window->confirmIndex, -1);
+    ASSERT_EQ(window->confirmIndex(), -1);
     app->addMsg(LUMIMessage(window, MSG_COMMAND, QuickTestWnd::CMD_NOT_OK));
     EXPECT_DEATH(settle(), kAssertion);
 }

@@ -99,7 +99,7 @@ TEST_F(QuickTestSequenceTest, TheAutomaticRunStarts50msAfterStartUp)
     EXPECT_NE(out.find("auto run 1 \n"), std::string::npos) << out;
     EXPECT_EQ(std::string(window->logEdit->getText()),
         "Test: test1\nTest: waiting test1\nTest: waiting0 ....test1\n");
-    EXPECT_EQ(window->nextIndex, 1);
+    EXPECT_EQ(window->nextIndex(), 1);
     EXPECT_NE(window->runTimer, 0) << "the next step is on its way";
 }
 
@@ -134,7 +134,7 @@ TEST_F(QuickTestSequenceTest, WithRunAllAFailureDoesNotStopTheRunAndShowsNoFailu
     EXPECT_EQ(statusText(window), kTestFailedText.utf8);
     EXPECT_EQ(statusText(window), converted(kTestFailedText));
     EXPECT_GT(shot().countColour(layout.status, kFailRed), 0) << "the status turns red";
-    EXPECT_TRUE(window->failReported);
+    EXPECT_TRUE(window->failReported());
     EXPECT_NE(window->runTimer, 0);
 
     step(); // the second "test2" asks
@@ -153,7 +153,7 @@ TEST_F(QuickTestSequenceTest, WithoutRunAllTheFirstFailureAsksForARetestAndStops
 {
     writeDemoConfig(false);
     ProbeWnd* window = openWindow();
-    EXPECT_FALSE(window->runAll);
+    EXPECT_FALSE(window->runAll());
     step(); // test1 passes
     step(); // test2 fails
     ASSERT_NE(topBox(), nullptr);
@@ -165,7 +165,7 @@ TEST_F(QuickTestSequenceTest, WithoutRunAllTheFirstFailureAsksForARetestAndStops
     EXPECT_EQ(topBox()->bgColor(), kBoxBack);
     EXPECT_EQ(topBox()->frameColor(), kBoxFrame);
     EXPECT_EQ(window->runTimer, 0) << "nothing runs while the question is open";
-    EXPECT_EQ(window->nextIndex, 1) << "a retest would run this same row";
+    EXPECT_EQ(window->nextIndex(), 1) << "a retest would run this same row";
     EXPECT_EQ(statusText(window), "") << "no verdict before the answer";
     advance(500, 10);
     EXPECT_FALSE(window->items[2]->getTested());
@@ -182,7 +182,7 @@ TEST_F(QuickTestSequenceTest, TheRetestAnswerRunsTheSameRowAgainAfter50ms)
     ASSERT_NE(topBox(), nullptr);
     answer(0); // retest
     EXPECT_EQ(topBox(), nullptr);
-    EXPECT_EQ(window->nextIndex, 1);
+    EXPECT_EQ(window->nextIndex(), 1);
     advance(49);
     EXPECT_EQ(failing->runs, 1);
     advance(1);
@@ -215,7 +215,7 @@ TEST_F(QuickTestSequenceTest, TheNoRetestAnswerReportsTheFailureOnceAndTheRunSta
     EXPECT_EQ(topBox()->frameColor(), kBoxFrame);
     EXPECT_EQ(statusText(window), kTestFailedText.utf8);
     EXPECT_TRUE(window->powerButton->isVisible()) << "a reported failure offers the power button";
-    EXPECT_TRUE(window->failReported);
+    EXPECT_TRUE(window->failReported());
     screenshot("failure-box.png");
     key(VK_Select); // closes the information box
     EXPECT_EQ(topBox(), nullptr);
@@ -248,8 +248,8 @@ TEST_F(QuickTestSequenceTest, TheOkQuestionAnsweredYesPassesTheRow)
     EXPECT_EQ(topBox()->boxStyle(), 0x20001u);
     EXPECT_EQ(topBox()->commandId(0), 110);
     EXPECT_EQ(topBox()->commandId(1), 111);
-    EXPECT_EQ(window->confirmIndex, 2);
-    EXPECT_TRUE(window->running);
+    EXPECT_EQ(window->confirmIndex(), 2);
+    EXPECT_TRUE(window->running());
     EXPECT_EQ(window->items[2]->getResult(), -1) << "undecided until answered";
     EXPECT_EQ(currentText(window), "test2:");
     advance(200, 10);
@@ -258,7 +258,7 @@ TEST_F(QuickTestSequenceTest, TheOkQuestionAnsweredYesPassesTheRow)
     answer(0);
     EXPECT_EQ(topBox(), nullptr);
     EXPECT_EQ(window->items[2]->getResult(), 0);
-    EXPECT_FALSE(window->running);
+    EXPECT_FALSE(window->running());
     EXPECT_EQ(currentText(window), std::string("test2: ") + kPassText.utf8);
     EXPECT_GT(shot().countColour(layout.current, kPassGreen), 0);
     step();
@@ -277,7 +277,7 @@ TEST_F(QuickTestSequenceTest, TheOkQuestionAnsweredNoFailsTheRowAndRunAllGoesOn)
     EXPECT_EQ(asking->getResult(), 1);
     EXPECT_EQ(statusText(window), kTestFailedText.utf8);
     EXPECT_EQ(currentText(window), std::string("a: ") + kFailText.utf8);
-    EXPECT_FALSE(window->running);
+    EXPECT_FALSE(window->running());
     step();
     EXPECT_EQ(after->runs, 1);
 }
@@ -325,14 +325,19 @@ TEST_F(QuickTestSequenceTest, TheTestsOwnScreenGoesWithANotOkAnswerToo)
 TEST_F(QuickTestSequenceTest, AnAnswerForARowPastTheListIsIgnored)
 {
     auto* a = new ScriptedItem("a", 0);
-    ProbeWnd* window = openWith(true, { a, new ScriptedItem("b", 0) });
-    window->confirmIndex = 2;
-    LUMIMessage msg(window, MSG_COMMAND, QuickTestWnd::CMD_NOT_OK);
-    app->addMsg(msg);
-    settle();
-    EXPECT_EQ(a->getResult(), -1);
+    ProbeWnd* window = openWith(true, { a, new ScriptedItem("b", 0), new ScriptedItem("c", 2) });
+    step();
+    step();
+    step(); // c asks
+    ASSERT_EQ(window->confirmIndex(), 2);
+    ASSERT_NE(topBox(), nullptr);
+    // The list shrinks under the open question: its row is gone.
+    window->useItems({ new ScriptedItem("a", 0), new ScriptedItem("b", 0) });
+    answer(1);
+    EXPECT_EQ(window->items[0]->getResult(), -1);
+    EXPECT_EQ(window->items[1]->getResult(), -1);
     EXPECT_EQ(statusText(window), "");
-    EXPECT_FALSE(window->failReported);
+    EXPECT_FALSE(window->failReported());
 }
 
 // Tests that go on after execute() has returned.
@@ -345,7 +350,7 @@ TEST_F(QuickTestSequenceTest, APendingTestKeepsTheScreenLockedUntilItReports)
     ProbeWnd* window = openWith(true, { pending, second, third });
     step();
     EXPECT_EQ(pending->runs, 1);
-    EXPECT_TRUE(window->running);
+    EXPECT_TRUE(window->running());
     EXPECT_EQ(window->runTimer, 0) << "not an auto-run test: the sequence waits";
 
     tapRow(2);
@@ -354,14 +359,14 @@ TEST_F(QuickTestSequenceTest, APendingTestKeepsTheScreenLockedUntilItReports)
     EXPECT_EQ(second->runs + third->runs, 0) << "so is the next button";
     advance(500, 10);
     EXPECT_EQ(second->runs + third->runs, 0);
-    EXPECT_TRUE(window->running);
+    EXPECT_TRUE(window->running());
 
     // The report is read for the grid's selected row, which the ignored tap
     // above still moved: put it back on the pending row first.
     window->grid->setSelected(0);
     pending->finish(0);
     settle();
-    EXPECT_FALSE(window->running);
+    EXPECT_FALSE(window->running());
     EXPECT_EQ(currentText(window), std::string("p: ") + kPassText.utf8);
     EXPECT_NE(window->runTimer, 0);
     step();
@@ -375,10 +380,10 @@ TEST_F(QuickTestSequenceTest, APendingFailureWithoutRunAllAsksForARetestWhenItRe
     auto* pending = new PendingItem("p", 7);
     ProbeWnd* window = openWith(false, { pending, new ScriptedItem("b", 0) });
     step();
-    EXPECT_TRUE(window->running);
+    EXPECT_TRUE(window->running());
     pending->finish(1);
     settle();
-    EXPECT_FALSE(window->running);
+    EXPECT_FALSE(window->running());
     ASSERT_NE(topBox(), nullptr);
     EXPECT_EQ(boxText(), std::string("p") + kRetestText.utf8);
     EXPECT_EQ(topBox()->commandId(0), 112);
@@ -392,7 +397,7 @@ TEST_F(QuickTestSequenceTest, AValueOf4ReleasesTheScreenAtOnce)
     ProbeWnd* window = openWith(true, { releasing, other });
     step();
     EXPECT_EQ(releasing->runs, 1);
-    EXPECT_FALSE(window->running);
+    EXPECT_FALSE(window->running());
     EXPECT_EQ(window->runTimer, 0) << "not auto-run: no next step";
     tapRow(1);
     EXPECT_EQ(other->runs, 1);
@@ -404,7 +409,7 @@ TEST_F(QuickTestSequenceTest, AnAutoRunPendingTestLetsTheSequenceGoOn)
     auto* other = new ScriptedItem("o", 0);
     ProbeWnd* window = openWith(true, { pending, other });
     step();
-    EXPECT_TRUE(window->running);
+    EXPECT_TRUE(window->running());
     EXPECT_NE(window->runTimer, 0);
     step();
     EXPECT_EQ(other->runs, 1);
@@ -421,7 +426,7 @@ TEST_F(QuickTestSequenceTest, ATapOnARowRunsThatRow)
     tapRow(2); // before the first step
     EXPECT_EQ(c->runs, 1);
     EXPECT_EQ(window->grid->getSelected(), 2);
-    EXPECT_EQ(window->nextIndex, 1);
+    EXPECT_EQ(window->nextIndex(), 1);
     EXPECT_EQ(a->runs + b->runs, 0);
 }
 
@@ -474,7 +479,7 @@ TEST_F(QuickTestSequenceTest, AllPassedIsShownInTheStatusAndInABoxOnce)
     EXPECT_EQ(boxText(), kAllPassedText.utf8);
     EXPECT_EQ(topBox()->boxStyle(), 0x20002u);
     EXPECT_EQ(topBox()->bgColor(), kBoxBack);
-    EXPECT_TRUE(window->allPassReported);
+    EXPECT_TRUE(window->allPassReported());
     screenshot("all-passed.png");
     key(VK_Select);
     EXPECT_EQ(boxCount(), 0);
@@ -494,19 +499,19 @@ TEST_F(QuickTestSequenceTest, AllTestedWithAFailureShowsNoPassVerdict)
     step();
     EXPECT_EQ(statusText(window), kTestFailedText.utf8);
     EXPECT_EQ(boxCount(), 0);
-    EXPECT_FALSE(window->allPassReported);
+    EXPECT_FALSE(window->allPassReported());
 }
 
 TEST_F(QuickTestSequenceTest, ThePowerButtonSwitchesOffWhileATestRuns)
 {
     ProbeWnd* window = openWith(true, { new PendingItem("p", 5), new ScriptedItem("b", 0) });
     step();
-    ASSERT_TRUE(window->running);
+    ASSERT_TRUE(window->running());
     EXPECT_TRUE(commands().empty());
     tapPower();
     ASSERT_EQ(commands().size(), 1u);
     EXPECT_EQ(commands()[0], "poweroff");
-    EXPECT_TRUE(window->running) << "the test is left as it is";
+    EXPECT_TRUE(window->running()) << "the test is left as it is";
 }
 
 TEST_F(QuickTestSequenceTest, ThePowerButtonSwitchesOffWhenIdle)
@@ -543,10 +548,12 @@ TEST_F(QuickTestSequenceTest, ThePowerButtonIsShownOnAReportedFailure)
 TEST_F(QuickTestSequenceTest, NotificationsOfOtherTypesFreeTheirText)
 {
     ProbeWnd* window = openWith(true, { new ScriptedItem("a", 0) });
-    LUMIMessage msg(window, MSG_PEL_NOTIFY, 5, 0, strdup("Copying files"));
-    window->handleMessage(msg);
-    EXPECT_EQ(msg.data, nullptr) << "freed by the window";
-    EXPECT_FALSE(window->running);
+    app->addMsg(LUMIMessage(window, MSG_PEL_NOTIFY, PEL_NOTIFY_STATUS, 0, strdup("Copying files")));
+    settle();
+    ASSERT_EQ(window->notifications.size(), 1u);
+    EXPECT_TRUE(window->notifications[0].hadText);
+    EXPECT_TRUE(window->notifications[0].released) << "freed by the window";
+    EXPECT_FALSE(window->running());
     EXPECT_EQ(statusText(window), "");
     EXPECT_EQ(boxCount(), 0);
 }
@@ -580,8 +587,108 @@ TEST_F(QuickTestSequenceTest, NotifierDatagramsToTheQuickTestWindowDoNotDisturbI
         EXPECT_TRUE(window->notifications[i].hadText) << i;
         EXPECT_TRUE(window->notifications[i].released) << i;
     }
-    EXPECT_FALSE(window->running);
+    EXPECT_FALSE(window->running());
     EXPECT_EQ(boxCount(), 0);
     step();
     EXPECT_TRUE(window->items[0]->getTested());
+}
+
+// Finish notices that no running test sent. The notifier socket is bound in
+// quick-test mode too, so anyone may send "3@", which reaches this window as
+// "a test has finished".
+
+namespace {
+
+void postFinishNotice(GuiApp* app, WndBase* window)
+{
+    app->addMsg(LUMIMessage(window, MSG_PEL_NOTIFY, PEL_NOTIFY_TEST_FINISHED));
+}
+
+}
+
+TEST_F(QuickTestSequenceTest, AStrayFinishNoticeWhileTheOperatorIsAskedChangesNothing)
+{
+    writeDemoConfig(true);
+    ProbeWnd* window = openWindow();
+    step();
+    step();
+    step(); // the second "test2" asks
+    ASSERT_NE(topBox(), nullptr);
+    ASSERT_EQ(window->confirmIndex(), 2);
+    postFinishNotice(app.get(), window);
+    settle();
+    advance(500, 10);
+    EXPECT_FALSE(window->items[3]->getTested()) << "nothing starts behind the open question";
+    EXPECT_TRUE(window->running());
+    EXPECT_EQ(window->confirmIndex(), 2);
+    EXPECT_EQ(window->runTimer, 0);
+
+    // The answer is taken as before (this used to hit the assertion).
+    answer(1);
+    EXPECT_EQ(window->items[2]->getResult(), 1);
+    EXPECT_FALSE(window->running());
+    step();
+    EXPECT_TRUE(window->items[3]->getTested()) << "the run goes on after the answer";
+}
+
+TEST_F(QuickTestSequenceTest, AStrayFinishNoticeWhenIdleStartsNothing)
+{
+    auto* a = new ScriptedItem("a", 1);
+    auto* b = new ScriptedItem("b", 0);
+    ProbeWnd* window = openWith(false, { a, b });
+    step(); // a fails: the retest question
+    answer(1); // no retest
+    key(VK_Select); // closes the failure box
+    ASSERT_EQ(topBox(), nullptr);
+    ASSERT_EQ(window->runTimer, 0);
+    postFinishNotice(app.get(), window);
+    settle();
+    EXPECT_EQ(topBox(), nullptr) << "no second retest question";
+    advance(500, 10);
+    EXPECT_EQ(b->runs, 0);
+    EXPECT_EQ(a->runs, 1);
+}
+
+TEST_F(QuickTestSequenceTest, ASecondFinishNoticeFromAPendingTestIsIgnored)
+{
+    auto* pending = new PendingItem("p", 5);
+    auto* asking = new ScriptedItem("q", 2);
+    auto* last = new ScriptedItem("r", 0);
+    ProbeWnd* window = openWith(true, { pending, asking, last });
+    step();
+    ASSERT_TRUE(window->running());
+    pending->finish(0);
+    settle();
+    EXPECT_FALSE(window->running());
+    step(); // q asks
+    ASSERT_NE(topBox(), nullptr);
+    postFinishNotice(app.get(), window); // the same test reporting twice
+    settle();
+    advance(500, 10);
+    EXPECT_EQ(last->runs, 0);
+    answer(0);
+    EXPECT_EQ(asking->getResult(), 0);
+    step();
+    EXPECT_EQ(last->runs, 1);
+}
+
+TEST_F(QuickTestSequenceTest, AnAutoRunPendingTestFinishingWhileAQuestionIsOpenWaitsForTheAnswer)
+{
+    auto* pending = new PendingItem("p", 5, true);
+    auto* asking = new ScriptedItem("q", 2);
+    auto* last = new ScriptedItem("r", 0);
+    ProbeWnd* window = openWith(true, { pending, asking, last });
+    step(); // p goes on by itself, the run moves on
+    step(); // q asks
+    ASSERT_NE(topBox(), nullptr);
+    pending->finish(0);
+    settle();
+    advance(500, 10);
+    EXPECT_EQ(last->runs, 0) << "nothing starts behind the open question";
+    EXPECT_TRUE(window->running());
+    answer(0);
+    EXPECT_EQ(asking->getResult(), 0);
+    step();
+    EXPECT_EQ(last->runs, 1);
+    EXPECT_EQ(pending->getResult(), 0);
 }

@@ -8,6 +8,7 @@
 #include "../toolkit/control_host.h"
 
 #include "quicktest/quicktestwnd.h"
+#include "shell/notify_protocol.h"
 #include "shell/pelguiapp.h"
 #include "testfun/log.hpp"
 #include "widgets/peledit.h"
@@ -70,10 +71,7 @@ std::string converted(const OperatorText& text);
 // The window with its fields and private steps in reach of the tests.
 class ProbeWnd : public QuickTestWnd {
 public:
-    using QuickTestWnd::allPassReported;
-    using QuickTestWnd::confirmIndex;
     using QuickTestWnd::currentLabel;
-    using QuickTestWnd::failReported;
     using QuickTestWnd::failSwatch;
     using QuickTestWnd::failText;
     using QuickTestWnd::grid;
@@ -83,16 +81,23 @@ public:
     using QuickTestWnd::log;
     using QuickTestWnd::logEdit;
     using QuickTestWnd::nextButton;
-    using QuickTestWnd::nextIndex;
+    // What the window paints under its children, asked with a memory DC.
+    using QuickTestWnd::onDrawBackground;
     using QuickTestWnd::passSwatch;
     using QuickTestWnd::passText;
     using QuickTestWnd::powerButton;
-    using QuickTestWnd::runAll;
-    using QuickTestWnd::running;
     using QuickTestWnd::runTimer;
     using QuickTestWnd::statusLabel;
     using QuickTestWnd::untestedSwatch;
     using QuickTestWnd::untestedText;
+
+    // The run sequence's state.
+    int confirmIndex() const { return sequence().confirmIndex(); }
+    int nextIndex() const { return sequence().nextIndex(); }
+    bool running() const { return sequence().running(); }
+    bool runAll() const { return sequence().runAll(); }
+    bool failReported() const { return sequence().failReported(); }
+    bool allPassReported() const { return sequence().allPassReported(); }
 
     struct DrawCall {
         Rect rect;
@@ -104,17 +109,6 @@ public:
     {
         drawCalls.push_back({ rect, index, state });
         QuickTestWnd::drawItem(dc, rect, index, state);
-    }
-
-    // Records the program's notifications (8195) and whether the window
-    // released the text they carried.
-    int handleMessage(LUMIMessage& msg) override
-    {
-        const bool hadText = msg.id == 0x2003 && msg.data;
-        const int rc = QuickTestWnd::handleMessage(msg);
-        if (msg.id == 0x2003)
-            notifications.push_back({ msg.param1, hadText, msg.data == nullptr });
-        return rc;
     }
 
     struct Notification {
@@ -129,6 +123,18 @@ public:
     void useItems(std::initializer_list<TestItem*> list);
 
     std::vector<DrawCall> drawCalls;
+
+protected:
+    // Records the program's notifications (8195) and whether the window
+    // released the text they carried.
+    int handleMessage(LUMIMessage& msg) override
+    {
+        const bool hadText = msg.id == MSG_PEL_NOTIFY && msg.data;
+        const int rc = QuickTestWnd::handleMessage(msg);
+        if (msg.id == MSG_PEL_NOTIFY)
+            notifications.push_back({ msg.param1, hadText, msg.data == nullptr });
+        return rc;
+    }
 };
 
 // A test whose outcome the test chooses; it counts its runs and, when

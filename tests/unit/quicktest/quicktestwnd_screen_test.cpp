@@ -85,13 +85,13 @@ TEST(QuickTestWndDefaults, FieldsStartIdleWithRunAllOn)
     EXPECT_EQ(window.powerButton, nullptr);
     EXPECT_EQ(window.log, nullptr);
     EXPECT_EQ(window.itemCount, 0);
-    EXPECT_EQ(window.confirmIndex, -1);
+    EXPECT_EQ(window.confirmIndex(), -1);
     EXPECT_EQ(window.runTimer, 0);
-    EXPECT_EQ(window.nextIndex, 0);
-    EXPECT_FALSE(window.running);
-    EXPECT_TRUE(window.runAll);
-    EXPECT_FALSE(window.failReported);
-    EXPECT_FALSE(window.allPassReported);
+    EXPECT_EQ(window.nextIndex(), 0);
+    EXPECT_FALSE(window.running());
+    EXPECT_TRUE(window.runAll());
+    EXPECT_FALSE(window.failReported());
+    EXPECT_FALSE(window.allPassReported());
 }
 
 TEST(QuickTestWndDefaults, RowsPerPageAreWhole40PixelRows)
@@ -107,7 +107,7 @@ TEST_F(QuickTestScreenTest, CreateMakesTheFullScreenWindow101)
     writeDemoConfig(true);
     ProbeWnd* window = openWindow();
     EXPECT_EQ(app->getWndById(101), window);
-    EXPECT_EQ(window->getId(), QuickTestWnd::kWndId);
+    EXPECT_EQ(window->getId(), PEL_MAIN_WND_ID);
     EXPECT_EQ(screenRectOf(window), Rect(0, 0, 800, 480));
     EXPECT_TRUE(window->isStyle(71));
     EXPECT_NE(window->runTimer, 0) << "the first step is due 50 ms after start-up";
@@ -423,8 +423,8 @@ TEST_F(QuickTestScreenTest, WithoutConfigTheListIsEmptyAndNoRowIsDrawn)
     // The first step finds nothing to run.
     step();
     EXPECT_EQ(window->runTimer, 0);
-    EXPECT_EQ(window->nextIndex, 0);
-    EXPECT_FALSE(window->running);
+    EXPECT_EQ(window->nextIndex(), 0);
+    EXPECT_FALSE(window->running());
     EXPECT_EQ(mismatches(shot(), layout.grid, kWhite), 0);
 }
 
@@ -554,43 +554,43 @@ TEST_F(QuickTestScreenTest, TheListGlidesOnlyWhileTheWindowIsOnTop)
 TEST_F(QuickTestScreenTest, WithoutConfigRunAllStaysOn)
 {
     ProbeWnd* window = openWindow();
-    EXPECT_TRUE(window->runAll);
+    EXPECT_TRUE(window->runAll());
 }
 
 TEST_F(QuickTestScreenTest, ConfigWithoutTheRunAllKeyTurnsRunAllOff)
 {
     writeConfig("[function]\n[autorun]\n");
-    EXPECT_FALSE(openWindow()->runAll);
+    EXPECT_FALSE(openWindow()->runAll());
 }
 
 TEST_F(QuickTestScreenTest, ConfigWithoutTheAutorunSectionTurnsRunAllOff)
 {
     writeConfig("[function]\ntest_lcd=0\n");
-    EXPECT_FALSE(openWindow()->runAll);
+    EXPECT_FALSE(openWindow()->runAll());
 }
 
 TEST_F(QuickTestScreenTest, RunAllOfZeroOrLessIsOff)
 {
     writeConfig("[autorun]\nrunall=0\n");
-    EXPECT_FALSE(openWindow()->runAll);
+    EXPECT_FALSE(openWindow()->runAll());
 }
 
 TEST_F(QuickTestScreenTest, NegativeRunAllIsOff)
 {
     writeConfig("[autorun]\nrunall=-3\n");
-    EXPECT_FALSE(openWindow()->runAll);
+    EXPECT_FALSE(openWindow()->runAll());
 }
 
 TEST_F(QuickTestScreenTest, RunAllThatIsNoNumberIsOff)
 {
     writeConfig("[autorun]\nrunall=yes\n");
-    EXPECT_FALSE(openWindow()->runAll);
+    EXPECT_FALSE(openWindow()->runAll());
 }
 
 TEST_F(QuickTestScreenTest, RunAllAboveZeroIsOn)
 {
     writeConfig("[autorun]\nrunall=2\n");
-    EXPECT_TRUE(openWindow()->runAll);
+    EXPECT_TRUE(openWindow()->runAll());
 }
 
 // A screen too low for one 40-pixel row in the list's area.
