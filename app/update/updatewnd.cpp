@@ -2,6 +2,7 @@
 
 #include "platform/charset.h"
 #include "platform/shell_command.h"
+#include "shell/notify_protocol.h"
 #include "shell/pelnotifier.h"
 #include "widgets/pelprogresswnd.h"
 
@@ -16,7 +17,6 @@
 namespace {
 
 constexpr int kWindowStyle = 71;
-constexpr int kWindowId = 101;
 constexpr unsigned int kChildStyle = 70;
 constexpr unsigned int kGridStyle = 0x0A080046;
 constexpr unsigned int kAlignLeftMiddle = 18;
@@ -38,6 +38,15 @@ Font* namedFont(const char* name)
     LogFont lf(name, -1);
     return Font::getFont(&lf);
 }
+
+// A label of the screen: one line, vertically centred, from the left.
+struct LabelSpec {
+    Label* UpdateWnd::*field;
+    const Rect& rect;
+    unsigned short textColour;
+    unsigned short backColour;
+    const char* font; // null: the default font
+};
 
 }
 
@@ -72,34 +81,74 @@ int UpdateWnd::create()
 {
     const int width = Display::getParam(0);
     const int height = Display::getParam(1);
-    const int result = MainWndBase::create(Rect(0, 0, width, height), kWindowStyle, kWindowId);
+    int result = MainWndBase::create(Rect(0, 0, width, height), kWindowStyle, PEL_MAIN_WND_ID);
+    if (result != 0)
+        return result;
     Rect client;
     getClientRect(client);
 
     m_logoRect.setRect(0, 0, 100, 80);
     loadLogo();
 
-    Rect rect = client;
-    rect.left = m_logoRect.right + 20;
-    rect.bottom = m_logoRect.bottom;
-    m_titleLabel = new Label;
-    m_titleLabel->create(this, rect, kChildStyle);
-    m_titleLabel->setAlignFlag(kAlignLeftMiddle);
-    m_titleLabel->setTextColor(kWhite);
-    m_titleLabel->setBackColor(kHeaderColour);
-    m_titleLabel->setFont(namedFont("large"));
+    Rect titleRect = client;
+    titleRect.left = m_logoRect.right + 20;
+    titleRect.bottom = m_logoRect.bottom;
 
     m_headerRect = client;
-    m_headerRect.bottom = rect.bottom;
+    m_headerRect.bottom = titleRect.bottom;
 
     Rect gridRect = client;
     gridRect.top = m_headerRect.bottom;
     gridRect.bottom -= 90;
-    const int rows = gridRect.height() / kRowHeight;
-    m_grid = new PelSmoothGrid;
-    m_grid->create(this, gridRect, kGridStyle);
+
+    Rect progressRect = gridRect;
+    progressRect.offset(0, gridRect.height() + 20);
+    progressRect.shrink(20, 0);
+    progressRect.right = client.right - 80;
+    progressRect.bottom = progressRect.top + 24;
+
+    Rect percentRect = progressRect;
+    percentRect.offset(progressRect.width() + 10, 0);
+    percentRect.right = client.right;
+
+    Rect statusRect = progressRect;
+    statusRect.offset(0, progressRect.height());
+    statusRect.bottom = statusRect.top + 30;
+
+    // The title is made first, then the list and the bar, then the two lines
+    // under the bar.
+    const LabelSpec labels[] = {
+        { &UpdateWnd::m_titleLabel, titleRect, kWhite, kHeaderColour, "large" },
+        { &UpdateWnd::m_percentLabel, percentRect, kAlertText, kPanelColour, "small" },
+        { &UpdateWnd::m_statusLabel, statusRect, kAlertText, kPanelColour, nullptr },
+    };
+    const auto makeLabel = [this](const LabelSpec& spec) {
+        auto* label = new Label; // a child: the toolkit deletes it with the window
+        const int rc = label->create(this, spec.rect, kChildStyle);
+        if (rc != 0) {
+            delete label;
+            return rc;
+        }
+        this->*spec.field = label;
+        label->setAlignFlag(kAlignLeftMiddle);
+        label->setTextColor(spec.textColour);
+        label->setBackColor(spec.backColour);
+        if (spec.font)
+            label->setFont(namedFont(spec.font));
+        return 0;
+    };
+
+    if ((result = makeLabel(labels[0])) != 0)
+        return result;
+
+    auto* grid = new PelSmoothGrid;
+    if ((result = grid->create(this, gridRect, kGridStyle)) != 0) {
+        delete grid;
+        return result;
+    }
+    m_grid = grid;
     m_grid->setSupplier(this, false);
-    m_grid->setRowCol(rows, 1);
+    m_grid->setRowCol(gridRect.height() / kRowHeight, 1);
     m_grid->setScrollBarWidth(8);
     m_grid->setScrollBarColor(kWhite, kScrollThumb);
     Rect work(0, 0, gridRect.width(), gridRect.height());
@@ -108,39 +157,24 @@ int UpdateWnd::create()
     m_grid->showWindow(true);
     m_grid->setFont(namedFont("small"));
 
-    Rect progressRect = gridRect;
-    progressRect.offset(0, gridRect.height() + 20);
-    progressRect.shrink(20, 0);
-    progressRect.right = client.right - 80;
-    progressRect.bottom = progressRect.top + 24;
-    m_progress = new PelProgressWnd;
-    m_progress->create(this, progressRect, kChildStyle);
+    auto* progress = new PelProgressWnd;
+    if ((result = progress->create(this, progressRect, kChildStyle)) != 0) {
+        delete progress;
+        return result;
+    }
+    m_progress = progress;
     m_progress->setRange(0, 100);
     m_progress->setStep(10);
 
-    rect = progressRect;
-    rect.offset(progressRect.width() + 10, 0);
-    rect.right = client.right;
-    m_percentLabel = new Label;
-    m_percentLabel->create(this, rect, kChildStyle);
-    m_percentLabel->setAlignFlag(kAlignLeftMiddle);
-    m_percentLabel->setTextColor(kAlertText);
-    m_percentLabel->setBackColor(kPanelColour);
-    m_percentLabel->setFont(namedFont("small"));
-
-    rect = progressRect;
-    rect.offset(0, progressRect.height());
-    rect.bottom = rect.top + 30;
-    m_statusLabel = new Label;
-    m_statusLabel->create(this, rect, kChildStyle);
-    m_statusLabel->setAlignFlag(kAlignLeftMiddle);
-    m_statusLabel->setTextColor(kAlertText);
-    m_statusLabel->setBackColor(kPanelColour);
+    for (size_t i = 1; i < sizeof labels / sizeof labels[0]; ++i) {
+        if ((result = makeLabel(labels[i])) != 0)
+            return result;
+    }
 
     // Its ticks do nothing: only the finish timer is acted on.
     m_startTimer = setTimer(1000);
     puts("UpdateWnd::create()");
-    return result;
+    return 0;
 }
 
 char* UpdateWnd::takeText(void* payload)
@@ -153,32 +187,67 @@ char* UpdateWnd::takeText(void* payload)
     return utf8;
 }
 
+void UpdateWnd::appendStep(char* text)
+{
+    if (m_steps.size() < kMaxSteps) {
+        m_steps.push_back(text);
+    } else {
+        // Full: the newest step takes the oldest one's slot, and every row
+        // shown moves up by one.
+        std::free(m_steps[m_firstStep]);
+        m_steps[m_firstStep] = text;
+        m_firstStep = (m_firstStep + 1) % kMaxSteps;
+        if (m_grid)
+            m_grid->invalidateRect(nullptr);
+    }
+    if (m_grid)
+        m_grid->slideTo(m_steps.size() - 1, true, true);
+}
+
+const char* UpdateWnd::stepAt(int index) const
+{
+    if (index < 0 || index >= m_steps.size())
+        return nullptr;
+    return m_steps[(m_firstStep + index) % m_steps.size()];
+}
+
+void UpdateWnd::setLabelText(Label* label, void* payload)
+{
+    if (!payload)
+        return;
+    char* text = takeText(payload);
+    if (!label) {
+        std::free(text);
+        return;
+    }
+    label->setText(text, true);
+    std::free(text);
+}
+
 int UpdateWnd::handleMessage(LUMIMessage& msg)
 {
     if (msg.id == MSG_PEL_NOTIFY) {
+        void* payload = msg.data;
+        msg.data = nullptr;
         switch (msg.param1) {
-        case 1:
-            if (msg.data) {
-                // A failed conversion still takes a row; it shows empty.
-                m_steps.push_back(takeText(msg.data));
-                msg.data = nullptr;
-                m_grid->slideTo(m_steps.size() - 1, true, true);
-            }
+        case PEL_NOTIFY_STEP:
+            // A failed conversion still takes a row; it shows empty.
+            if (payload)
+                appendStep(takeText(payload));
+            payload = nullptr;
             break;
-        case 2:
-            if (msg.data) {
-                char* title = takeText(msg.data);
-                msg.data = nullptr;
-                m_titleLabel->setText(title, true);
-                std::free(title);
-            }
+        case PEL_NOTIFY_TITLE:
+            setLabelText(m_titleLabel, payload);
+            payload = nullptr;
             break;
-        case 3: {
+        case PEL_NOTIFY_PROGRESS: {
             const int value = msg.param2;
             // Kept: this test never holds, so every value is shown as sent,
             // negative and above 100 included; update scripts rely on the raw
             // number appearing on the screen.
             if (value < 0 && value > 100)
+                break;
+            if (!m_progress || !m_percentLabel)
                 break;
             m_progress->setPos(value);
             char text[32];
@@ -186,20 +255,16 @@ int UpdateWnd::handleMessage(LUMIMessage& msg)
             m_percentLabel->setText(text, true);
             break;
         }
-        case 4:
+        case PEL_NOTIFY_DONE:
             m_finished = true;
             // A later "finished" restarts the second of grace.
             if (m_finishTimer)
                 killTimer(m_finishTimer);
             m_finishTimer = setTimer(1000);
             break;
-        case 5:
-            if (msg.data) {
-                char* status = takeText(msg.data);
-                msg.data = nullptr;
-                m_statusLabel->setText(status, true);
-                std::free(status);
-            }
+        case PEL_NOTIFY_STATUS:
+            setLabelText(m_statusLabel, payload);
+            payload = nullptr;
             break;
         default:
             break;
@@ -207,8 +272,7 @@ int UpdateWnd::handleMessage(LUMIMessage& msg)
         // Every string that comes with the message is this window's to free,
         // also for types that carry none of interest (4, or unknown ones):
         // a long update must not leak a copy per datagram.
-        std::free(msg.data);
-        msg.data = nullptr;
+        std::free(payload);
     }
     return MainWndBase::handleMessage(msg);
 }
@@ -297,6 +361,6 @@ void UpdateWnd::drawItem(DC& dc, const Rect& rect, int index, unsigned int state
     Rect textRect = rect;
     textRect.shrink(5, 3);
     dc.setTextColor(selected ? kSelectedText : kRowText);
-    const char* text = m_steps[index];
+    const char* text = stepAt(index);
     dc.drawText(textRect, text ? text : "", kAlignLeftMiddle, -1);
 }

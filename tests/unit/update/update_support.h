@@ -76,14 +76,29 @@ public:
     using UpdateWnd::m_statusLabel;
     using UpdateWnd::m_steps;
     using UpdateWnd::m_titleLabel;
-    using UpdateWnd::onTimer;
+    using UpdateWnd::stepAt;
 
+    // Rows the grid asked for in the paints since the last clear, with the
+    // state they were drawn in.
+    void drawItem(DC& dc, const Rect& rect, int index, unsigned int state) override
+    {
+        drawnRows.push_back({ index, state });
+        UpdateWnd::drawItem(dc, rect, index, state);
+    }
+    struct DrawnRow {
+        int index;
+        unsigned int state;
+    };
+    std::vector<DrawnRow> drawnRows;
+
+    std::vector<int> commands;
+
+protected:
     int onCommand(LUMIMessage& msg) override
     {
         commands.push_back(msg.param1);
         return 0;
     }
-    std::vector<int> commands;
 };
 
 // Commands "run" by the program during a test.

@@ -218,20 +218,26 @@ TEST_F(UpdateWndTest, TwoDonesLessThanASecondApartExitOneSecondAfterTheSecond)
 TEST_F(UpdateWndTest, OnlyTheFinishTimerEndsTheProgram)
 {
     ProbeUpdateWnd* w = makeWindow();
-    postAndSettle(w, 4, "");
-    // A tick of the start-up timer, even when finished, does nothing.
-    w->onTimer(w->m_startTimer);
+    // Half a second in, "done": the start-up timer ticks at one second, the
+    // finish timer at one and a half.
+    advance(500, 1);
+    postAndSettle(w, PEL_NOTIFY_DONE, "");
+    ASSERT_NE(w->m_startTimer, 0);
+    advance(999, 1);
+    // The start-up timer's tick, although finished, did nothing.
     EXPECT_FALSE(app->isExiting());
     EXPECT_TRUE(shellCommands().empty());
+    advance(1, 1);
+    EXPECT_TRUE(app->isExiting());
 }
 
 TEST_F(UpdateWndTest, AFinishTimerTickWithoutTheFinishedFlagDoesNothing)
 {
     ProbeUpdateWnd* w = makeWindow();
-    postAndSettle(w, 4, "");
-    const int timer = w->m_finishTimer;
+    postAndSettle(w, PEL_NOTIFY_DONE, "");
+    ASSERT_NE(w->m_finishTimer, 0);
     w->m_finished = false;
-    w->onTimer(timer);
+    advance(3000, 10);
     EXPECT_FALSE(app->isExiting());
     EXPECT_TRUE(shellCommands().empty());
 }
