@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <sys/time.h>
 
 // The source file name the grid's assertions report.
 #define GRID_SOURCE "pelsmoothgrid.cpp"
@@ -17,26 +16,6 @@
         if (!(condition))                                                                                    \
             fatalAssertion(#condition, GRID_SOURCE, __LINE__, function);                             \
     } while (0)
-
-namespace {
-
-unsigned int (*s_tickSource)() = nullptr;
-
-}
-
-unsigned int millisec_tick()
-{
-    if (s_tickSource)
-        return s_tickSource();
-    timeval now {};
-    gettimeofday(&now, nullptr);
-    return static_cast<unsigned int>(now.tv_sec) * 1000u + static_cast<unsigned int>(now.tv_usec / 1000);
-}
-
-void setMillisecTickSource(unsigned int (*source)())
-{
-    s_tickSource = source;
-}
 
 PelSmoothGrid::PelSmoothGrid() = default;
 

@@ -14,6 +14,7 @@
 // pelsmoothgrid_paint.cpp and pelsmoothgrid_input.cpp.
 
 #include "platform/fatal.h"
+#include "platform/millisec_tick.h"
 #include "widgets/tdynarray.h"
 
 #include <lumi/rect.h>
@@ -51,15 +52,6 @@ enum : int {
     GRID_NOTIFY_XPOS = 1001, // posted: the horizontal scroll position changed (m_xPos)
     GRID_NOTIFY_YPOS = 1002, // posted: the vertical scroll position changed (m_yPos)
 };
-
-// Wall-clock milliseconds (seconds * 1000 + microseconds / 1000 of the time of
-// day), wrapping as 32-bit arithmetic does. Used to time pointer gestures.
-unsigned int millisec_tick();
-
-// Test hook: makes millisec_tick() return source() instead of the wall clock,
-// so that taps and flicks can be timed by a test's own clock. Null restores
-// the wall clock.
-void setMillisecTickSource(unsigned int (*source)());
 
 // True exactly when region is one rectangle whose bounds equal rect.
 bool isRepaintAll(const Rect& rect, const Region& region);
