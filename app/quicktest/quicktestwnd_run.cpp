@@ -5,7 +5,6 @@
 
 #include "quicktest/quicktestwnd.h"
 
-#include "platform/fatal.h"
 #include "platform/shell_command.h"
 #include "quicktest/quicktest_texts.h"
 #include "shell/pelnotifier.h"
@@ -16,6 +15,7 @@
 
 #include <lumi/app.h>
 #include <lumi/controls.h>
+#include <lumi/fatal.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -300,9 +300,11 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
         if (confirmIndex < items.size()) {
             // Kept deliberately fatal: an answer can only come from a question
             // that named its row, so a missing row is a programming error.
-            if (!(confirmIndex >= 0))
-                fatalAssertion(
-                    "m_curSel >=0", "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
+            // The line names the selection as the device's code did.
+            const int m_curSel = confirmIndex;
+            // clang-format off
+            LUMI_ASSERT(m_curSel >=0, "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
+            // clang-format on
             TestItem* item = items[confirmIndex];
             if (command == CMD_OK) {
                 item->setResult(0);

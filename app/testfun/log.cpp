@@ -1,10 +1,10 @@
 #include "testfun/log.hpp"
 
 #include "platform/charset.h"
-#include "platform/fatal.h"
 
 #include <lumi/app.h>
 #include <lumi/controls.h>
+#include <lumi/fatal.h>
 #include <lumi/message.h>
 
 #include <cstdarg>
@@ -13,17 +13,6 @@
 #include <cstring>
 
 namespace {
-
-// The device's program fails its assertions with the text the device prints:
-// source "testfun/log", line 52, and the constructor's name. Calling the
-// reporter directly (rather than through assert()) keeps that text exact
-// instead of printing this build's path and line, and keeps the check in
-// the release builds too, which define NDEBUG and are what the device runs:
-// a nameless test is a programming error that must stop the program there.
-[[noreturn]] void failNameAssertion()
-{
-    fatalAssertion("name && strlen(name)", "testfun/log", 52, "TestItem::TestItem(char*, bool)");
-}
 
 // The quick-test window's id, and the program's notification message (8195)
 // with the type that means "a test has finished". Kept private: the shell's
@@ -40,8 +29,10 @@ constexpr size_t kLogLineSize = 1024;
 
 TestItem::TestItem(char* name, bool autoRun)
 {
-    if (!(name && strlen(name)))
-        failNameAssertion();
+    // The line the device prints: source "testfun/log", line 52, checked in
+    // release builds too, which the device runs: a nameless test is a
+    // programming error that must stop the program there.
+    LUMI_ASSERT(name && strlen(name), "testfun/log", 52, "TestItem::TestItem(char*, bool)");
     int length = static_cast<int>(strlen(name));
     this->name = str2utf8(name, &length, CHARSET_GBK);
     this->autoRun = autoRun;
