@@ -6,7 +6,6 @@
 
 #include "quicktest/quicktestwnd.h"
 
-#include "platform/fatal.h"
 #include "platform/shell_command.h"
 #include "quicktest/quicktest_texts.h"
 #include "shell/notify_protocol.h"
@@ -16,6 +15,7 @@
 #include "widgets/pelmsgbox.h"
 
 #include <lumi/app.h>
+#include <lumi/fatal.h>
 #include <lumi/controls.h>
 
 #include <cstdint>
@@ -297,10 +297,12 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
         if (answer == RunSequence::Answer::Ignore)
             break;
         // Kept deliberately fatal: an answer can only come from a question
-        // that named its row, so a missing row is a programming error.
-        if (answer == RunSequence::Answer::NoQuestion)
-            fatalAssertion(
-                "m_curSel >=0", "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
+        // that named its row, so a missing row is a programming error. The
+        // line names the selection as the device's code did.
+        const int m_curSel = answer == RunSequence::Answer::NoQuestion ? -1 : m_run.confirmIndex();
+        // clang-format off
+        LUMI_ASSERT(m_curSel >=0, "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
+        // clang-format on
         TestItem* item = items[m_run.confirmIndex()];
         const bool ok = command == CMD_OK;
         if (ok) {

@@ -12,8 +12,8 @@
 DummyWindow::~DummyWindow()
 {
     std::free(title);
-    if (s_dummyWindow == this)
-        s_dummyWindow = nullptr;
+    if (app && app->dummyWindow == this)
+        app->dummyWindow = nullptr;
 }
 
 int DummyWindow::create(const char* name)

@@ -5,6 +5,8 @@
 
 #include <lumi/window.h>
 
+class PelGuiApp;
+
 class DummyWindow : public MainWndBase {
 public:
     DummyWindow() = default;
@@ -15,4 +17,6 @@ public:
 
     bool needPaint { true };
     char* title { nullptr };
+    // The application that shows this cover; told when the cover goes.
+    PelGuiApp* app { nullptr };
 };

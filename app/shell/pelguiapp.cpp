@@ -6,50 +6,27 @@
 #include <lumi/platform.h>
 #include <lumi/window.h>
 
+#include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <sys/wait.h>
 
-DummyWindow* s_dummyWindow = nullptr;
-
-namespace {
-
-PelGuiApp* s_pelApp = nullptr;
-
-// Runs asynchronously: reap, record, wake the loop; all window work waits
-// for onIdle on the loop thread.
-void onSigChld(int, siginfo_t* info, void*)
-{
-    const int pid = info ? info->si_pid : 0;
-    waitpid(pid, nullptr, WNOHANG);
-    do_log_debug("child process %d exited\n", pid);
-    if (s_pelApp) {
-        s_pelApp->exitedPid = pid;
-        s_pelApp->childExited = true;
-    }
-    if (GuiRT* rt = GuiRT::instance())
-        rt->wakeup();
-}
-
-}
-
-PelGuiApp::PelGuiApp()
-{
-    s_pelApp = this;
-}
+PelGuiApp::PelGuiApp() = default;
 
 PelGuiApp::~PelGuiApp()
 {
-    if (s_pelApp == this)
-        s_pelApp = nullptr;
+    if (m_sigChldWatch > 0 && m_sigChldLoop == GuiRT::instance())
+        m_sigChldLoop->unwatchSignal(m_sigChldWatch);
+    if (dummyWindow)
+        dummyWindow->app = nullptr;
 }
 
 int PelGuiApp::init(const char* appName)
 {
     if (GuiApp::init(appName, 0) != 0)
         return -1;
-    installSigChld();   // a failure is reported by installSigChld itself
+    installSigChld(); // a failure is reported by installSigChld itself
     return 0;
 }
 
@@ -76,15 +53,41 @@ void PelGuiApp::setExternAppNotify(ExternalAppNotify& notify, bool add)
 
 int PelGuiApp::installSigChld()
 {
-    struct sigaction sa {};
-    sa.sa_sigaction = onSigChld;
-    sa.sa_flags = SA_SIGINFO;
-    sigemptyset(&sa.sa_mask);
-    if (sigaction(SIGCHLD, &sa, nullptr) != 0) {
+    // The signal only wakes the loop; reaping and logging run there.
+    MsgLoop* loop = msgLoop();
+    if (m_sigChldWatch > 0 && m_sigChldLoop == loop)
+        loop->unwatchSignal(m_sigChldWatch);
+    m_sigChldWatch = 0;
+    m_sigChldLoop = loop;
+    const int watch = loop ? loop->watchSignal(SIGCHLD, [this](int) { reapChildren(); }) : -1;
+    if (watch < 0) {
+        if (!loop)
+            errno = EINVAL;
         perror("install sigchld");
         return -1;
     }
+    m_sigChldWatch = watch;
     return 0;
+}
+
+void PelGuiApp::reapChildren()
+{
+    // Signals of children that end close together merge into one: reap until
+    // none is left. Kept: only the last pid reaches onIdle.
+    for (;;) {
+        const pid_t pid = waitpid(-1, nullptr, WNOHANG);
+        if (pid < 0 && errno == EINTR)
+            continue;
+        if (pid <= 0)
+            break;
+        do_log_debug("child process %d exited\n", static_cast<int>(pid));
+        exitedPid = static_cast<int>(pid);
+        childExited = true;
+    }
+    if (childExited) {
+        if (GuiRT* rt = GuiRT::instance())
+            rt->wakeup();
+    }
 }
 
 void PelGuiApp::onIdle()
@@ -115,13 +118,15 @@ void PelGuiApp::setExternalApp(int pid, bool started, bool closeInput, const cha
         if (closeInput && !inputClosed)
             puts("ExternApp exit, close input.");
         inputClosed = closeInput;
-        if (!s_dummyWindow) {
-            s_dummyWindow = new DummyWindow;
-            s_dummyWindow->create(title);
-            s_dummyWindow->showWindow(true);
-            s_dummyWindow->updateWindow();
+        if (!dummyWindow) {
+            dummyWindow = new DummyWindow;
+            dummyWindow->app = this;
+            dummyWindow->create(title);
+            dummyWindow->showWindow(true);
+            dummyWindow->updateWindow();
         }
-        printf("s_dummyWindow = %p.\n", static_cast<void*>(s_dummyWindow));
+        // Kept: the line has always named the cover this way.
+        printf("s_dummyWindow = %p.\n", static_cast<void*>(dummyWindow));
         notifyListeners(true);
         return;
     }
@@ -135,11 +140,13 @@ void PelGuiApp::setExternalApp(int pid, bool started, bool closeInput, const cha
     if (inputClosed)
         puts("ExternApp exit, close input.");
     inputClosed = false;
-    printf("s_dummyWindow = %p.\n", static_cast<void*>(s_dummyWindow));
-    if (s_dummyWindow) {
+    printf("s_dummyWindow = %p.\n", static_cast<void*>(dummyWindow));
+    if (dummyWindow) {
         puts("close dummywindow ");
-        s_dummyWindow->destroy();
-        s_dummyWindow = nullptr;
+        DummyWindow* cover = dummyWindow;
+        dummyWindow = nullptr;
+        cover->app = nullptr;
+        cover->destroy();
     }
     if (MainWndBase* top = getTopWnd())
         top->invalidateRect(nullptr);

@@ -40,13 +40,19 @@ public:
     int externalPid { 0 };
     ListHead<ExternalAppNotify> notifyList;
     bool inputClosed { false };
+    // The loading cover while one is shown, or null. The toolkit owns and
+    // deletes it; the cover clears this when it goes.
+    DummyWindow* dummyWindow { nullptr };
 
 private:
     void notifyListeners(bool started);
+    // The loop's side of SIGCHLD: reaps every ended child and records the
+    // last one for onIdle.
+    void reapChildren();
 
     // Second parameter of the last pointer message, for the press rewrite.
     int m_lastPointerFlags { 0 };
+    // The loop and watch id of the SIGCHLD watch (0: none).
+    MsgLoop* m_sigChldLoop { nullptr };
+    int m_sigChldWatch { 0 };
 };
-
-// The current loading cover, or null.
-extern DummyWindow* s_dummyWindow;

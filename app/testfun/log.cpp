@@ -1,11 +1,11 @@
 #include "testfun/log.hpp"
 
 #include "platform/charset.h"
-#include "platform/fatal.h"
 #include "shell/notify_protocol.h"
 
 #include <lumi/app.h>
 #include <lumi/controls.h>
+#include <lumi/fatal.h>
 #include <lumi/message.h>
 
 #include <cstdarg>
@@ -15,17 +15,6 @@
 
 namespace {
 
-// The device's program fails its assertions with the text the device prints:
-// source "testfun/log", line 52, and the constructor's name. Calling the
-// reporter directly (rather than through assert()) keeps that text exact
-// instead of printing this build's path and line, and keeps the check in
-// the release builds too, which define NDEBUG and are what the device runs:
-// a nameless test is a programming error that must stop the program there.
-[[noreturn]] void failNameAssertion()
-{
-    fatalAssertion("name && strlen(name)", "testfun/log", 52, "TestItem::TestItem(char*, bool)");
-}
-
 // Formatted text of one log line; the buffer has a few bytes more so that
 // the newline and the 0 byte always fit after a line that fills it.
 constexpr size_t kLogLineSize = 1024;
@@ -34,8 +23,10 @@ constexpr size_t kLogLineSize = 1024;
 
 TestItem::TestItem(char* name, bool autoRun)
 {
-    if (!(name && strlen(name)))
-        failNameAssertion();
+    // The line the device prints: source "testfun/log", line 52, checked in
+    // release builds too, which the device runs: a nameless test is a
+    // programming error that must stop the program there.
+    LUMI_ASSERT(name && strlen(name), "testfun/log", 52, "TestItem::TestItem(char*, bool)");
     int length = static_cast<int>(strlen(name));
     this->name = str2utf8(name, &length, CHARSET_GBK);
     this->autoRun = autoRun;

@@ -1,12 +1,12 @@
 #include "widgets/pelmsgbox.h"
 
 #include "platform/charset.h"
-#include "platform/fatal.h"
 #include "widgets/pelbutton.h"
 
 #include <lumi/app.h>
 #include <lumi/config.h>
 #include <lumi/controls.h>
+#include <lumi/fatal.h>
 #include <lumi/gdi.h>
 #include <lumi/message.h>
 
@@ -16,8 +16,7 @@
 
 namespace {
 
-#define PMB_ASSERT(condition, line, function) PEL_ASSERT(condition, "pelmsgbox", line, function)
-
+constexpr const char* kSource = "pelmsgbox";
 constexpr unsigned int kCreateAssertLine = 56;
 constexpr const char* kCreateFunction = "int PmpMsgBox::create(WndBase*, uint32_t, const char*)";
 constexpr unsigned int kSetBtnTextAssertLine = 208;
@@ -94,7 +93,7 @@ int PmpMsgBox::create(WndBase* parent, uint32_t style, const char* text)
     const int screenHeight = Display::getParam(1);
     {
         const Rect rc(0, 0, screenWidth, screenHeight);
-        PMB_ASSERT(rc.right > 300, kCreateAssertLine, kCreateFunction);
+        LUMI_ASSERT(rc.right > 300, kSource, kCreateAssertLine, kCreateFunction);
     }
 
     int textWidth = 0;
@@ -170,7 +169,7 @@ int PmpMsgBox::setText(const char* text)
 
 int PmpMsgBox::setBtnText(PmpMsgBoxBtn btn, const char* text)
 {
-    PMB_ASSERT(text, kSetBtnTextAssertLine, kSetBtnTextFunction);
+    LUMI_ASSERT(text, kSource, kSetBtnTextAssertLine, kSetBtnTextFunction);
     // Kept: only the bare one-button styles refuse; callers that add the
     // toolkit's bits can still caption the hidden button.
     if ((m_style == PMB_BTN0_ONLY && btn == PMB_BTN1) || (m_style == PMB_BTN1_ONLY && btn == PMB_BTN0))

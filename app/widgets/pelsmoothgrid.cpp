@@ -6,36 +6,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <sys/time.h>
-
-// The source file name the grid's assertions report.
-#define GRID_SOURCE "pelsmoothgrid.cpp"
-
-// A fatal check whose text is the condition exactly as written.
-#define GRID_ASSERT(condition, function)                                                                     \
-    do {                                                                                                     \
-        if (!(condition))                                                                                    \
-            fatalAssertion(#condition, GRID_SOURCE, __LINE__, function);                             \
-    } while (0)
 
 namespace {
 
-unsigned int (*s_tickSource)() = nullptr;
-
-}
-
-unsigned int millisec_tick()
-{
-    if (s_tickSource)
-        return s_tickSource();
-    timeval now {};
-    gettimeofday(&now, nullptr);
-    return static_cast<unsigned int>(now.tv_sec) * 1000u + static_cast<unsigned int>(now.tv_usec / 1000);
-}
-
-void setMillisecTickSource(unsigned int (*source)())
-{
-    s_tickSource = source;
+// The source file name the grid's assertions report.
+constexpr const char* kGridSource = "pelsmoothgrid.cpp";
 }
 
 PelSmoothGrid::PelSmoothGrid() = default;
@@ -126,12 +101,12 @@ void PelSmoothGrid::updateGridSize()
 void PelSmoothGrid::updateItemPos()
 {
     static const char* const kFunction = "void PelSmoothGrid::updateItemPos()";
-    GRID_ASSERT(m_rows > 0, kFunction);
-    GRID_ASSERT(m_cols > 0, kFunction);
-    GRID_ASSERT(m_itemHeight > 0, kFunction);
-    GRID_ASSERT(m_itemWidth > 0, kFunction);
-    GRID_ASSERT(m_pageHeight > 0, kFunction);
-    GRID_ASSERT(m_pageWidth > 0, kFunction);
+    LUMI_ASSERT(m_rows > 0, kGridSource, __LINE__, kFunction);
+    LUMI_ASSERT(m_cols > 0, kGridSource, __LINE__, kFunction);
+    LUMI_ASSERT(m_itemHeight > 0, kGridSource, __LINE__, kFunction);
+    LUMI_ASSERT(m_itemWidth > 0, kGridSource, __LINE__, kFunction);
+    LUMI_ASSERT(m_pageHeight > 0, kGridSource, __LINE__, kFunction);
+    LUMI_ASSERT(m_pageWidth > 0, kGridSource, __LINE__, kFunction);
 
     updateGridSize();
     const bool columnMajor = isColumnMajor();
@@ -169,8 +144,9 @@ void PelSmoothGrid::updateItemPos()
             count = m_rows * m_cols;
         if (count == 0)
             return;
-        GRID_ASSERT((m_firstItem >= 0 && m_firstItem < count) || (m_firstItem == 0 && count == 0), kFunction);
-        GRID_ASSERT(m_lastItem >= 0, kFunction);
+        LUMI_ASSERT((m_firstItem >= 0 && m_firstItem < count) || (m_firstItem == 0 && count == 0),
+            kGridSource, __LINE__, kFunction);
+        LUMI_ASSERT(m_lastItem >= 0, kGridSource, __LINE__, kFunction);
         // Kept: a last visible cell one past the last cell is accepted, so a
         // partly scrolled last line may show a line of empty cells.
         if (m_lastItem <= count)

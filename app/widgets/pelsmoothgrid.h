@@ -13,9 +13,10 @@
 // Model and geometry, painting and input live in pelsmoothgrid.cpp,
 // pelsmoothgrid_paint.cpp and pelsmoothgrid_input.cpp.
 
-#include "platform/fatal.h"
+#include "platform/millisec_tick.h"
 #include "widgets/tdynarray.h"
 
+#include <lumi/fatal.h>
 #include <lumi/rect.h>
 #include <lumi/window.h>
 
@@ -52,15 +53,6 @@ enum : int {
     GRID_NOTIFY_YPOS = 1002, // posted: the vertical scroll position changed (m_yPos)
 };
 
-// Wall-clock milliseconds (seconds * 1000 + microseconds / 1000 of the time of
-// day), wrapping as 32-bit arithmetic does. Used to time pointer gestures.
-unsigned int millisec_tick();
-
-// Test hook: makes millisec_tick() return source() instead of the wall clock,
-// so that taps and flicks can be timed by a test's own clock. Null restores
-// the wall clock.
-void setMillisecTickSource(unsigned int (*source)());
-
 // True exactly when region is one rectangle whose bounds equal rect.
 bool isRepaintAll(const Rect& rect, const Region& region);
 
@@ -87,9 +79,7 @@ public:
     // Returns the length before that raise.
     int setBarLen(int count, bool horizontal)
     {
-        if (!count)
-            fatalAssertion(
-                "count", kHeaderName, 126, "void PelSmoothScrollBar::setBarLen(int, bool)");
+        LUMI_ASSERT(count, kHeaderName, 126, "void PelSmoothScrollBar::setBarLen(int, bool)");
         m_barLen = (horizontal ? m_trackRect.width() : m_trackRect.height()) / count;
         const int unraised = m_barLen;
         if (m_barLen < m_minBarLen)
@@ -101,9 +91,7 @@ public:
     // The point is used as given, not made relative to the track's start.
     int getPos(int point, int length, int count, bool horizontal)
     {
-        if (!length)
-            fatalAssertion(
-                "length", kHeaderName, 82, "int PelSmoothScrollBar::getPos(int, int, int, bool)");
+        LUMI_ASSERT(length, kHeaderName, 82, "int PelSmoothScrollBar::getPos(int, int, int, bool)");
         setBarLen(count, horizontal);
         const int travel = (horizontal ? m_trackRect.width() : m_trackRect.height()) - m_barLen;
         if (travel == 0)
@@ -115,9 +103,8 @@ public:
     // on the track or on the wider touch strip.
     Rect getBarRect(int pos, int length, int count, bool horizontal, bool useTrack)
     {
-        if (!length)
-            fatalAssertion(
-                "length", kHeaderName, 99, "Rect PelSmoothScrollBar::getBarRect(int, int, int, bool, bool)");
+        LUMI_ASSERT(
+            length, kHeaderName, 99, "Rect PelSmoothScrollBar::getBarRect(int, int, int, bool, bool)");
         setBarLen(count, horizontal);
         Rect r = useTrack ? m_trackRect : m_touchRect;
         if (horizontal) {

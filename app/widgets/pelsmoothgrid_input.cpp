@@ -158,9 +158,7 @@ int PelSmoothGrid::setCurrentFocusIndex(int index)
 bool PelSmoothGrid::needMoveFocus(int key)
 {
     const int itemCount = this->itemCount();
-    if (!(itemCount > 0))
-        fatalAssertion(
-            "itemCount > 0", "pelsmoothgrid.cpp", 676, "bool PelSmoothGrid::needMoveFocus(int)");
+    LUMI_ASSERT(itemCount > 0, "pelsmoothgrid.cpp", 676, "bool PelSmoothGrid::needMoveFocus(int)");
 
     // Named for row-major order; column-major exchanges up and down with
     // left and right, and columns with rows.

@@ -110,7 +110,7 @@ struct Scene {
         unsetenv("LUMI_INPUT");
         rt = std::make_unique<GuiRT>();
         rt->init(0);
-        rt->setClock([this] { return nowMs; });
+        lumi::setTestClock([this] { return nowMs; });
         app = std::make_unique<GuiApp>();
         app->init("bench", 0);
         auto* host = new Host;
@@ -134,6 +134,7 @@ struct Scene {
         app->term();
         app.reset();
         rt.reset();
+        lumi::setTestClock(nullptr);
         const std::string screen = dir + "/screen.raw";
         unlink(screen.c_str());
         rmdir(dir.c_str());

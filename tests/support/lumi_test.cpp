@@ -58,9 +58,10 @@ void ToolkitTest::SetUp()
         + std::to_string(screenHeight);
     setenv("LUMI_DISPLAY", display.c_str(), 1);
     unsetenv("LUMI_INPUT");
+    // One clock for the loop's timers and every wall-clock reading.
+    lumi::setTestClock([this] { return nowMs; });
     rt = std::make_unique<GuiRT>();
     ASSERT_EQ(rt->init(0), 0);
-    rt->setClock([this] { return nowMs; });
     app = makeApp();
     ASSERT_EQ(app->init("lumitest", 0), 0);
 }
@@ -71,6 +72,7 @@ void ToolkitTest::TearDown()
         app->term();
     app.reset();
     rt.reset();
+    lumi::setTestClock(nullptr);
 }
 
 void ToolkitTest::settle()

@@ -35,7 +35,8 @@ std::string emulator();
 
 // Fixture: GuiRT on "file:<tmp>/screen.raw:800x480" (width and height can be
 // changed by a subclass constructor before SetUp), a GuiApp, and a clock that
-// only moves when the test calls advance().
+// only moves when the test calls advance() or changes nowMs: the toolkit's
+// test clock, so the loop's timers and the wall clock (millisec_tick) read it.
 class ToolkitTest : public ::testing::Test {
 protected:
     void SetUp() override;

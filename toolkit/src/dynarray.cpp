@@ -1,6 +1,6 @@
 #include <lumi/dynarray.h>
+#include <lumi/fatal.h>
 
-#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,13 +36,13 @@ void DynArray::push_back(void* element)
 
 void*& DynArray::operator[](int index)
 {
-    assert(index >= 0 && index < m_count);
+    LUMI_ASSERT(index >= 0 && index < m_count, "dynarray", __LINE__, __PRETTY_FUNCTION__);
     return m_items[index];
 }
 
 void* DynArray::operator[](int index) const
 {
-    assert(index >= 0 && index < m_count);
+    LUMI_ASSERT(index >= 0 && index < m_count, "dynarray", __LINE__, __PRETTY_FUNCTION__);
     return m_items[index];
 }
 
@@ -57,6 +57,6 @@ int DynArray::erase(int index)
 
 void* DynArray::slot(int index)
 {
-    assert(index >= 0 && index < m_count);
+    LUMI_ASSERT(index >= 0 && index < m_count, "dynarray", __LINE__, __PRETTY_FUNCTION__);
     return &m_items[index];
 }

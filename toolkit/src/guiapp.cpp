@@ -150,8 +150,6 @@ int GuiApp::dispatchMessages()
 
 void GuiApp::processEvents(int timeoutMs)
 {
-    if (lumi::takeTerminationRequest())
-        exit(0);
     lumi::Screen* s = lumi::screen();
     dispatchMessages();
     if (m_queue.empty())
@@ -165,9 +163,8 @@ void GuiApp::processEvents(int timeoutMs)
     if (m_exiting)
         return;
     if (GuiRT* rt = GuiRT::instance()) {
+        // Watched signals (SIGTERM and SIGINT end the run) are dispatched here.
         rt->poll(m_queue.empty() ? timeoutMs : 0);
-        if (lumi::takeTerminationRequest())
-            exit(0);
         if ((s = lumi::screen()))
             s->deleteBuried();
     }

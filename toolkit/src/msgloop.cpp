@@ -1,12 +1,13 @@
 #include "loop_impl.h"
 
+#include <lumi/clock.h>
 #include <lumi/window.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -26,10 +27,10 @@ int LoopImpl::addTimer(int ms, MsgLoop::TimerCallback callback, void* arg, WndBa
 {
     LoopTimer t;
     t.id = nextTimerId++;
-    if (nextTimerId <= 0)   // ids stay positive even after billions of timers
+    if (nextTimerId <= 0) // ids stay positive even after billions of timers
         nextTimerId = 1;
     t.period = ms > 0 ? ms : 1;
-    t.due = clock() + static_cast<uint64_t>(t.period);
+    t.due = monotonicMs() + static_cast<uint64_t>(t.period);
     t.callback = callback;
     t.arg = arg;
     t.window = window;
@@ -38,38 +39,88 @@ int LoopImpl::addTimer(int ms, MsgLoop::TimerCallback callback, void* arg, WndBa
 }
 
 namespace {
-volatile sig_atomic_t s_terminate = 0;
 
-void onTerminate(int)
-{
-    s_terminate = 1;
-    if (GuiRT* rt = GuiRT::instance())
-        rt->wakeup();
+    // Shared with the signal handler, so only lock-free atomics: the handler
+    // records which signal came and wakes the loop that watches it.
+    static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
+        "signal records must be safe to write from a signal handler");
+    std::atomic<int> s_signalWakeFd { -1 };
+    std::atomic<bool> s_anySignal { false };
+    std::atomic<bool> s_pendingSignals[NSIG] {};
+
+    // Async-signal-safe by construction: two atomic stores and a write(), errno
+    // kept for the code it interrupted. Everything else waits for the loop.
+    void onWatchedSignal(int signo, siginfo_t*, void*)
+    {
+        const int savedErrno = errno;
+        if (signo > 0 && signo < NSIG) {
+            s_pendingSignals[signo].store(true);
+            s_anySignal.store(true);
+        }
+        const int fd = s_signalWakeFd.load();
+        if (fd >= 0) {
+            const uint64_t one = 1;
+            ssize_t n = write(fd, &one, sizeof one);
+            (void)n;
+        }
+        errno = savedErrno;
+    }
+
 }
+
+int LoopImpl::dispatchSignals()
+{
+    if (!s_anySignal.exchange(false))
+        return 0;
+    int ran = 0;
+    for (int signo = 1; signo < NSIG; ++signo) {
+        if (!s_pendingSignals[signo].exchange(false))
+            continue;
+        std::vector<int> ids;
+        for (const SignalWatch& w : signalWatches) {
+            if (w.signo == signo)
+                ids.push_back(w.id);
+        }
+        for (int id : ids) {
+            auto it = std::find_if(signalWatches.begin(), signalWatches.end(),
+                [id](const SignalWatch& w) { return w.id == id; });
+            if (it == signalWatches.end())
+                continue; // ended by an earlier callback
+            // A copy: the callback may end its own watch.
+            MsgLoop::SignalCallback callback = it->callback;
+            callback(signo);
+            ++ran;
+        }
+    }
+    return ran;
+}
+
+void LoopImpl::restoreSignal(int signo)
+{
+    auto it = previousActions.find(signo);
+    if (it == previousActions.end())
+        return;
+    sigaction(signo, &it->second, nullptr);
+    previousActions.erase(it);
+    s_pendingSignals[signo].store(false);
+    if (previousActions.empty() && s_signalWakeFd.load() == wakeFd)
+        s_signalWakeFd.store(-1);
 }
 
 void installTerminationHandlers()
 {
-    struct sigaction sa {};
-    sa.sa_handler = onTerminate;
-    sigemptyset(&sa.sa_mask);
-    sigaction(SIGTERM, &sa, nullptr);
-    sigaction(SIGINT, &sa, nullptr);
-}
-
-bool takeTerminationRequest()
-{
-    if (!s_terminate)
-        return false;
-    s_terminate = 0;
-    return true;
-}
-
-static uint64_t monotonicMs()
-{
-    timespec ts {};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec / 1000000);
+    GuiRT* rt = GuiRT::instance();
+    if (!rt || rt->impl()->terminationWatched)
+        return;
+    const auto endApplication = [](int) {
+        if (GuiApp* app = theGuiApp())
+            app->exit(0);
+    };
+    for (int signo : { SIGTERM, SIGINT }) {
+        if (rt->watchSignal(signo, endApplication) < 0)
+            perror("[lumi] watch termination signal");
+    }
+    rt->impl()->terminationWatched = true;
 }
 
 }
@@ -80,7 +131,6 @@ using lumi::LoopTimer;
 MsgLoop::MsgLoop()
     : m_impl(std::make_unique<LoopImpl>())
 {
-    m_impl->clock = lumi::monotonicMs;
     m_impl->epollFd = epoll_create1(EPOLL_CLOEXEC);
     if (m_impl->epollFd < 0)
         perror("[lumi] epoll_create1");
@@ -97,6 +147,10 @@ MsgLoop::MsgLoop()
 
 MsgLoop::~MsgLoop()
 {
+    // Signals the loop watched get their previous actions back: nobody is
+    // left to act on them.
+    while (!m_impl->previousActions.empty())
+        m_impl->restoreSignal(m_impl->previousActions.begin()->first);
     if (m_impl->wakeFd >= 0)
         close(m_impl->wakeFd);
     if (m_impl->epollFd >= 0)
@@ -172,14 +226,66 @@ void MsgLoop::wakeup()
     (void)n;
 }
 
-void MsgLoop::setClock(Clock clock)
+int MsgLoop::watchSignal(int signo, SignalCallback callback)
 {
-    m_impl->clock = clock ? std::move(clock) : Clock(lumi::monotonicMs);
+    LoopImpl& d = *m_impl;
+    if (signo <= 0 || signo >= NSIG || signo == SIGKILL || signo == SIGSTOP || !callback) {
+        errno = EINVAL;
+        return -1;
+    }
+    // A signal reaches one loop: the one that watched first.
+    const int owner = lumi::s_signalWakeFd.load();
+    if (d.wakeFd < 0 || (owner >= 0 && owner != d.wakeFd)) {
+        errno = EBUSY;
+        return -1;
+    }
+    if (d.previousActions.count(signo) == 0) {
+        struct sigaction sa { };
+        sa.sa_sigaction = lumi::onWatchedSignal;
+        sa.sa_flags = SA_SIGINFO;
+        sigemptyset(&sa.sa_mask);
+        struct sigaction previous { };
+        // An arrival from before the watch is not this watch's business.
+        lumi::s_pendingSignals[signo].store(false);
+        lumi::s_signalWakeFd.store(d.wakeFd);
+        if (sigaction(signo, &sa, &previous) != 0) {
+            const int error = errno;
+            if (d.previousActions.empty())
+                lumi::s_signalWakeFd.store(-1);
+            errno = error;
+            return -1;
+        }
+        d.previousActions[signo] = previous;
+    }
+    lumi::SignalWatch watch;
+    watch.id = d.nextWatchId++;
+    if (d.nextWatchId <= 0)
+        d.nextWatchId = 1;
+    watch.signo = signo;
+    watch.callback = std::move(callback);
+    d.signalWatches.push_back(std::move(watch));
+    return d.signalWatches.back().id;
+}
+
+int MsgLoop::unwatchSignal(int id)
+{
+    auto& watches = m_impl->signalWatches;
+    auto it = std::find_if(
+        watches.begin(), watches.end(), [id](const lumi::SignalWatch& w) { return w.id == id; });
+    if (it == watches.end())
+        return -1;
+    const int signo = it->signo;
+    watches.erase(it);
+    const bool stillWatched = std::any_of(
+        watches.begin(), watches.end(), [signo](const lumi::SignalWatch& w) { return w.signo == signo; });
+    if (!stillWatched)
+        m_impl->restoreSignal(signo);
+    return 0;
 }
 
 uint64_t MsgLoop::now() const
 {
-    return m_impl->clock();
+    return lumi::monotonicMs();
 }
 
 int MsgLoop::nextTimeout() const
@@ -189,7 +295,7 @@ int MsgLoop::nextTimeout() const
     uint64_t due = UINT64_MAX;
     for (const LoopTimer& t : m_impl->timers)
         due = std::min(due, t.due);
-    const uint64_t now = m_impl->clock();
+    const uint64_t now = lumi::monotonicMs();
     if (due <= now)
         return 0;
     const uint64_t wait = due - now;
@@ -231,9 +337,12 @@ int MsgLoop::poll(int timeoutMs)
         ++ran;
     }
 
+    // Signals that arrived since the last turn, waiting or not.
+    ran += m_impl->dispatchSignals();
+
     // Due timers in order of their due time; each fires at most once a turn
     // and is rescheduled before it runs, so it may kill itself.
-    const uint64_t now = m_impl->clock();
+    const uint64_t now = lumi::monotonicMs();
     std::vector<std::pair<uint64_t, int>> due;
     for (const LoopTimer& t : m_impl->timers) {
         if (t.due <= now)
@@ -243,7 +352,7 @@ int MsgLoop::poll(int timeoutMs)
     for (const auto& d : due) {
         LoopTimer* t = m_impl->findTimer(d.second);
         if (!t)
-            continue;   // killed by an earlier callback
+            continue; // killed by an earlier callback
         t->due += static_cast<uint64_t>(t->period);
         if (t->due <= now)
             t->due = now + static_cast<uint64_t>(t->period);

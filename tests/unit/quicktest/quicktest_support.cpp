@@ -20,13 +20,6 @@ namespace quicktesttest {
 
 namespace {
 
-    uint64_t* s_clock = nullptr;
-
-    unsigned int fixtureTick()
-    {
-        return s_clock ? static_cast<unsigned int>(*s_clock) : 0;
-    }
-
     int recordCommand(const char* command)
     {
         shellCommands().push_back(command ? command : "");
@@ -98,8 +91,6 @@ void QuickTestFixture::SetUp()
     // Never the real command: the power button would switch this machine off.
     shellCommands().clear();
     setShellCommandRunner(&recordCommand);
-    s_clock = &nowMs;
-    setMillisecTickSource(&fixtureTick);
     demoTestItem::s_result = 0;
     layout = Layout(screenWidth, screenHeight);
 
@@ -120,8 +111,6 @@ void QuickTestFixture::TearDown()
     lumitest::ToolkitTest::TearDown();
     if (!previousDir.empty() && chdir(previousDir.c_str()) != 0)
         perror("chdir back");
-    setMillisecTickSource(nullptr);
-    s_clock = nullptr;
     setShellCommandRunner(nullptr);
 }
 

@@ -68,3 +68,14 @@ TEST(DynArray, ZeroCapacityStillGrows)
     EXPECT_EQ(a.size(), 2);
     EXPECT_EQ(a[1], ptr(6));
 }
+
+// Past the end is a programming error: fatal in every build type, with the
+// standard assertion line.
+TEST(DynArrayDeathTest, AnIndexPastTheEndIsFatal)
+{
+    DynArray a(2);
+    a.push_back(ptr(1));
+    EXPECT_DEATH(a[1] = ptr(2),
+        "dynarray:[0-9]+: .*operator\\[\\].*: Assertion `index >= 0 && index < m_count' failed\\.");
+    EXPECT_DEATH(a[-1] = ptr(2), "Assertion `index >= 0 && index < m_count' failed\\.");
+}

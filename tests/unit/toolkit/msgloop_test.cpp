@@ -2,8 +2,12 @@
 
 #include "loop_impl.h"
 
+#include <cerrno>
 #include <csignal>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/time.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -133,7 +137,8 @@ TEST_F(MsgLoopTest, TimerIdsAreUniqueAndNeverZero)
     Recorder* w = makeWindow();
     const int a = w->setTimer(10);
     const int b = w->setTimer(10);
-    const int c = rt->addTimer(10, [](void*, int) { }, nullptr);
+    const int c = rt->addTimer(
+        10, [](void*, int) {}, nullptr);
     EXPECT_NE(a, 0);
     EXPECT_NE(a, b);
     EXPECT_NE(b, c);
@@ -186,9 +191,11 @@ TEST_F(MsgLoopTest, TimerKilledByAnEarlierCallbackOfTheSameTurnDoesNotFire)
     static int victim = 0;
     static int victimCalls = 0;
     victimCalls = 0;
-    rt->addTimer(10, [](void*, int) { GuiRT::instance()->delTimer(victim); }, nullptr);
-    victim = rt->addTimer(10, [](void*, int) { ++victimCalls; }, nullptr);
-    nowMs += 10;   // both are due in the same turn
+    rt->addTimer(
+        10, [](void*, int) { GuiRT::instance()->delTimer(victim); }, nullptr);
+    victim = rt->addTimer(
+        10, [](void*, int) { ++victimCalls; }, nullptr);
+    nowMs += 10; // both are due in the same turn
     settle();
     EXPECT_EQ(victimCalls, 0);
 }
@@ -243,8 +250,8 @@ void wakeFromSignal(int)
 
 TEST_F(MsgLoopTest, WakeupFromASignalHandlerReleasesAWaitingLoop)
 {
-    struct sigaction sa {};
-    struct sigaction old {};
+    struct sigaction sa { };
+    struct sigaction old { };
     sa.sa_handler = wakeFromSignal;
     sigemptyset(&sa.sa_mask);
     ASSERT_EQ(sigaction(SIGUSR1, &sa, &old), 0);
@@ -268,7 +275,180 @@ TEST_F(MsgLoopTest, ExitEndsRunWithTheGivenCode)
 {
     Recorder* w = makeWindow();
     (void)w;
-    rt->addTimer(1, [](void*, int) { theGuiApp()->exit(3); }, nullptr);
+    rt->addTimer(
+        1, [](void*, int) { theGuiApp()->exit(3); }, nullptr);
     nowMs += 5;
     EXPECT_EQ(app->run(), 3);
+}
+
+namespace {
+
+// The action the process has for signo now.
+struct sigaction actionOf(int signo)
+{
+    struct sigaction sa { };
+    sigaction(signo, nullptr, &sa);
+    return sa;
+}
+
+bool wakePending(MsgLoop& loop)
+{
+    pollfd pfd { loop.impl()->wakeFd, POLLIN, 0 };
+    return ::poll(&pfd, 1, 0) == 1;
+}
+
+}
+
+TEST_F(MsgLoopTest, WatchedSignalIsRecordedByTheHandlerAndRunOnTheLoop)
+{
+    std::vector<int> calls;
+    const int id = rt->watchSignal(SIGUSR1, [&calls](int signo) { calls.push_back(signo); });
+    ASSERT_GT(id, 0);
+    settle();
+    raise(SIGUSR1);
+    // The handler has run: it only recorded the signal and woke the loop.
+    EXPECT_TRUE(calls.empty());
+    EXPECT_TRUE(wakePending(*rt));
+    rt->poll(0);
+    EXPECT_EQ(calls, (std::vector<int> { SIGUSR1 }));
+    EXPECT_FALSE(wakePending(*rt));
+    rt->poll(0);
+    EXPECT_EQ(calls.size(), 1u); // once for one arrival
+    EXPECT_EQ(rt->unwatchSignal(id), 0);
+}
+
+TEST_F(MsgLoopTest, ArrivalsBeforeTheLoopRunsAreOneCall)
+{
+    int calls = 0;
+    const int id = rt->watchSignal(SIGUSR1, [&calls](int) { ++calls; });
+    raise(SIGUSR1);
+    raise(SIGUSR1);
+    raise(SIGUSR1);
+    rt->poll(0);
+    EXPECT_EQ(calls, 1);
+    rt->unwatchSignal(id);
+}
+
+TEST_F(MsgLoopTest, EveryWatchOfASignalIsCalledAndMayEndItsOwnWatch)
+{
+    std::vector<char> calls;
+    int first = 0;
+    first = rt->watchSignal(SIGUSR2, [&](int) {
+        calls.push_back('a');
+        rt->unwatchSignal(first);
+    });
+    const int second = rt->watchSignal(SIGUSR2, [&](int) { calls.push_back('b'); });
+    raise(SIGUSR2);
+    rt->poll(0);
+    raise(SIGUSR2);
+    rt->poll(0);
+    EXPECT_EQ(calls, (std::vector<char> { 'a', 'b', 'b' }));
+    rt->unwatchSignal(second);
+}
+
+TEST_F(MsgLoopTest, TheLastUnwatchGivesTheSignalItsPreviousActionBack)
+{
+    struct sigaction ignore { };
+    ignore.sa_handler = SIG_IGN;
+    struct sigaction old { };
+    ASSERT_EQ(sigaction(SIGUSR2, &ignore, &old), 0);
+    const int a = rt->watchSignal(SIGUSR2, [](int) {});
+    const int b = rt->watchSignal(SIGUSR2, [](int) {});
+    EXPECT_EQ(actionOf(SIGUSR2).sa_flags & SA_SIGINFO, SA_SIGINFO);
+    EXPECT_EQ(rt->unwatchSignal(a), 0);
+    EXPECT_EQ(actionOf(SIGUSR2).sa_flags & SA_SIGINFO, SA_SIGINFO); // still watched by b
+    EXPECT_EQ(rt->unwatchSignal(b), 0);
+    EXPECT_EQ(actionOf(SIGUSR2).sa_handler, SIG_IGN);
+    EXPECT_EQ(rt->unwatchSignal(b), -1);
+    sigaction(SIGUSR2, &old, nullptr);
+}
+
+TEST_F(MsgLoopTest, TheLoopsEndGivesWatchedSignalsTheirPreviousActionBack)
+{
+    // The run-time watches SIGTERM and SIGINT; without it they kill again.
+    EXPECT_EQ(actionOf(SIGTERM).sa_flags & SA_SIGINFO, SA_SIGINFO);
+    app->term();
+    app.reset();
+    rt.reset();
+    EXPECT_EQ(actionOf(SIGTERM).sa_handler, SIG_DFL);
+    EXPECT_EQ(actionOf(SIGINT).sa_handler, SIG_DFL);
+}
+
+TEST_F(MsgLoopTest, SignalsThatCannotBeWatchedAreRefused)
+{
+    auto nothing = [](int) {};
+    errno = 0;
+    EXPECT_EQ(rt->watchSignal(0, nothing), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(rt->watchSignal(NSIG, nothing), -1);
+    EXPECT_EQ(rt->watchSignal(SIGKILL, nothing), -1);
+    EXPECT_EQ(rt->watchSignal(SIGUSR1, nullptr), -1);
+}
+
+TEST_F(MsgLoopTest, ASignalArrivingWhileTheLoopWaitsWakesIt)
+{
+    int calls = 0;
+    const int id = rt->watchSignal(SIGUSR1, [&calls](int) { ++calls; });
+    ASSERT_EQ(rt->nextTimeout(), -1); // nothing else would end the wait
+    settle();
+    const pthread_t loopThread = pthread_self();
+    std::thread sender([loopThread] { pthread_kill(loopThread, SIGUSR1); });
+    // Returns only once the signal has arrived (before or during the wait).
+    while (calls == 0)
+        app->processEvents(-1);
+    sender.join();
+    EXPECT_EQ(calls, 1);
+    rt->unwatchSignal(id);
+}
+
+TEST_F(MsgLoopTest, SigtermEndsRunCleanly)
+{
+    Recorder* w = makeWindow();
+    (void)w;
+    rt->addTimer(
+        1, [](void*, int) { raise(SIGTERM); }, nullptr);
+    nowMs += 5;
+    EXPECT_EQ(app->run(), 0);
+    EXPECT_TRUE(app->isExiting());
+}
+
+TEST_F(MsgLoopTest, SigintEndsRunCleanly)
+{
+    rt->addTimer(
+        1, [](void*, int) { raise(SIGINT); }, nullptr);
+    nowMs += 5;
+    EXPECT_EQ(app->run(), 0);
+    EXPECT_TRUE(app->isExiting());
+}
+
+TEST_F(MsgLoopTest, TheTestClockDrivesTimersAndTheWallClockAlike)
+{
+    const uint64_t wall = lumi::wallClockMs();
+    const uint64_t loop = rt->now();
+    EXPECT_EQ(wall, nowMs);
+    EXPECT_EQ(lumi::monotonicMs(), loop);
+    int fired = 0;
+    rt->addTimer(
+        50, [](void* arg, int) { ++*static_cast<int*>(arg); }, &fired);
+    advance(50);
+    EXPECT_EQ(fired, 1);
+    EXPECT_EQ(lumi::wallClockMs() - wall, 50u);
+    EXPECT_EQ(rt->now() - loop, 50u);
+}
+
+TEST(LumiClock, WithoutATestClockTheWallClockIsTheTimeOfDay)
+{
+    lumi::setTestClock(nullptr);
+    const auto timeOfDay = [] {
+        timeval now {};
+        gettimeofday(&now, nullptr);
+        return static_cast<uint64_t>(now.tv_sec) * 1000u + static_cast<uint64_t>(now.tv_usec / 1000);
+    };
+    const uint64_t before = timeOfDay();
+    const uint64_t reading = lumi::wallClockMs();
+    const uint64_t after = timeOfDay();
+    EXPECT_LE(before, reading);
+    EXPECT_LE(reading, after);
+    const uint64_t a = lumi::monotonicMs();
+    EXPECT_LE(a, lumi::monotonicMs());
 }

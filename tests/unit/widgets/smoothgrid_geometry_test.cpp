@@ -466,7 +466,7 @@ TEST_F(SmoothGridGeometryTest, LeavingMultiSelectionModeClearsTheSelection)
 
 TEST_F(SmoothGridGeometryTest, MillisecTickIsTheWallClockWithoutATestSource)
 {
-    setMillisecTickSource(nullptr);
+    lumi::setTestClock(nullptr);
     const auto wall = [] {
         timeval now {};
         gettimeofday(&now, nullptr);

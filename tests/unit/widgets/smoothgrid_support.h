@@ -217,16 +217,8 @@ protected:
     void SetUp() override
     {
         lumitest::ToolkitTest::SetUp();
-        s_clock = &nowMs;
-        setMillisecTickSource(&fixtureTick);
         host = new Host;
         ASSERT_EQ(host->create(Rect(0, 0, 800, 480), 0x47, 101), 0);
-    }
-    void TearDown() override
-    {
-        setMillisecTickSource(nullptr);
-        s_clock = nullptr;
-        lumitest::ToolkitTest::TearDown();
     }
 
     // A grid at rect of the host showing count rows supplied by a recording
@@ -267,10 +259,6 @@ protected:
 
     Host* host { nullptr };
     RowSupplier* supplier { nullptr };
-
-private:
-    static unsigned int fixtureTick() { return static_cast<unsigned int>(*s_clock); }
-    static inline uint64_t* s_clock { nullptr };
 };
 
 }

@@ -22,13 +22,14 @@ public:
     virtual void onRead(int fd) = 0;
 };
 
-// The event loop: descriptor handlers, repeating timers and the wake-up.
-// Readiness and expiry are collected first and dispatched afterwards, so a
-// handler may unregister descriptors or kill timers (its own included).
+// The event loop: descriptor handlers, repeating timers, watched signals and
+// the wake-up. Readiness, expiry and signals are collected first and
+// dispatched afterwards, so a handler may unregister descriptors, kill timers
+// or stop watching signals (its own included).
 class MsgLoop {
 public:
     using TimerCallback = void (*)(void* arg, int id);
-    using Clock = std::function<uint64_t()>;   // milliseconds, never decreasing
+    using SignalCallback = std::function<void(int signo)>;
 
     MsgLoop();
     virtual ~MsgLoop();
@@ -46,8 +47,19 @@ public:
     // Makes a loop that waits run its idle work. Safe in a signal handler.
     void wakeup();
 
-    // Time source of every timer; tests replace it to step time by hand.
-    void setClock(Clock clock);
+    // Signals as loop events: the first watch of signo installs (sigaction,
+    // SA_SIGINFO and no other flag, empty mask) a handler that only records
+    // the signal and wakes the loop; callback(signo) then runs on the loop
+    // thread in the next turn, after the descriptors. Arrivals of one signal
+    // before that turn are one call, as the kernel merges pending signals
+    // too. Several callbacks may watch one signal. Returns the watch's id
+    // (never 0), or -1 with errno set (a bad signal, or sigaction failed).
+    int watchSignal(int signo, SignalCallback callback);
+    // Ends a watch; the signal's previous action returns with its last watch
+    // (and with the loop's end). 0 on success, -1 for an unknown id.
+    int unwatchSignal(int id);
+
+    // Milliseconds of the loop's timers (lumi/clock.h: tests step it).
     uint64_t now() const;
 
     // One turn: waits up to timeoutMs (-1: until something happens, capped by

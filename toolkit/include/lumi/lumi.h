@@ -2,6 +2,7 @@
 // Everything an application of the toolkit uses.
 
 #include <lumi/app.h>
+#include <lumi/clock.h>
 #include <lumi/config.h>
 #include <lumi/controls.h>
 #include <lumi/dynarray.h>

@@ -1,4 +1,4 @@
-#include "platform/fatal.h"
+#include <lumi/fatal.h>
 
 #include <cstdio>
 
@@ -8,9 +8,13 @@
 extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
     const char* function) noexcept __attribute__((__noreturn__));
 
+namespace lumi {
+
 void fatalAssertion(const char* condition, const char* source, unsigned int line, const char* function)
 {
     // What the program printed so far belongs before the failure.
     std::fflush(stdout);
     __assert_fail(condition, source, line, function);
+}
+
 }
