@@ -870,3 +870,27 @@ TEST_F(WindowDCTest, WindowDCsUseTheWindowsFont)
     WndDC dc(w);
     EXPECT_EQ(dc.font(), Font::getFont(&title));
 }
+
+TEST_F(WindowDCTest, BothWindowDCsAreLimitedToTheGivenRectangleInClientCoordinates)
+{
+    auto* w = new Painted;
+    w->setAutoDelete(true);
+    ASSERT_EQ(w->create(Rect(100, 50, 300, 150), WS_VISIBLE, 7), 0);
+    LogFont small("small");
+    w->setFont(Font::getFont(&small));
+    settle();
+    const Rect part(10, 20, 30, 40);
+    {
+        PaintDC paint(w, 0, &part);
+        WndDC dc(w, 0, &part);
+        EXPECT_EQ(paint.region().boundRect(), Rect(110, 70, 130, 90));
+        EXPECT_EQ(dc.region().boundRect(), Rect(110, 70, 130, 90));
+        EXPECT_EQ(paint.font(), Font::getFont(&small));
+        EXPECT_EQ(dc.font(), Font::getFont(&small));
+        dc.fillRect(Rect(0, 0, 200, 100), kGreen);
+    }
+    EXPECT_EQ(shownPixel(110, 70), kGreen);
+    EXPECT_EQ(shownPixel(129, 89), kGreen);
+    EXPECT_EQ(shownPixel(130, 90), kBlue);
+    EXPECT_EQ(shownPixel(109, 70), kBlue);
+}

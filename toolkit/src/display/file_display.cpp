@@ -69,23 +69,13 @@ namespace {
 
         void flush(const uint16_t* frame, int stride, const Rect* rects, int count) override
         {
-            if (!m_map || !frame || !rects)
+            if (!m_map)
                 return;
-            const Rect screen(0, 0, m_width, m_height);
-            for (int i = 0; i < count; ++i) {
-                Rect r = rects[i];
-                r &= screen;
-                if (r.isEmpty())
-                    continue;
-                for (int y = r.top; y < r.bottom; ++y) {
-                    const uint16_t* src
-                        = reinterpret_cast<const uint16_t*>(
-                              reinterpret_cast<const uint8_t*>(frame) + static_cast<size_t>(y) * stride)
-                        + r.left;
-                    uint8_t* dst = m_map + (static_cast<size_t>(y) * m_width + r.left) * 2;
-                    copyRow(src, dst, r.width());
-                }
-            }
+            forEachFlushRect(frame, rects, count, m_width, m_height, [&](const Rect& r) {
+                for (int y = r.top; y < r.bottom; ++y)
+                    copyRow(framePixel(frame, stride, r.left, y),
+                        m_map + (static_cast<size_t>(y) * m_width + r.left) * 2, r.width());
+            });
         }
 
     private:
