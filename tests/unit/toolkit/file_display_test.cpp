@@ -170,6 +170,63 @@ TEST(FileDisplay, ReportsAFileThatCannotBeCreated)
     EXPECT_NE(error.find(path), std::string::npos) << error;
 }
 
+TEST(FileDisplay, RefusesASymbolicLinkAndLeavesItsTargetUntouched)
+{
+    lumitest::TempDir tmp;
+    const std::string precious = "a file that is not a screen\n";
+    {
+        FILE* f = std::fopen(tmp.file("precious.txt").c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        std::fwrite(precious.data(), 1, precious.size(), f);
+        std::fclose(f);
+    }
+    ASSERT_EQ(symlink(tmp.file("precious.txt").c_str(), tmp.file("screen.raw").c_str()), 0);
+    std::string error;
+    EXPECT_EQ(lumi::createFileDisplay(tmp.file("screen.raw"), kWidth, kHeight, error), nullptr);
+    EXPECT_NE(error.find("symbolic link"), std::string::npos) << error;
+    EXPECT_NE(error.find(tmp.file("screen.raw")), std::string::npos) << error;
+    std::vector<uint8_t> kept = readFile(tmp.file("precious.txt"));
+    EXPECT_EQ(std::string(kept.begin(), kept.end()), precious);
+}
+
+TEST(FileDisplay, DoesNotCreateTheTargetOfADanglingSymbolicLink)
+{
+    lumitest::TempDir tmp;
+    ASSERT_EQ(symlink(tmp.file("elsewhere.raw").c_str(), tmp.file("screen.raw").c_str()), 0);
+    std::string error;
+    EXPECT_EQ(lumi::createFileDisplay(tmp.file("screen.raw"), kWidth, kHeight, error), nullptr);
+    EXPECT_NE(error.find("symbolic link"), std::string::npos) << error;
+    struct stat st { };
+    EXPECT_NE(stat(tmp.file("elsewhere.raw").c_str(), &st), 0);
+}
+
+TEST(FileDisplay, RefusesADirectory)
+{
+    lumitest::TempDir tmp;
+    ASSERT_EQ(mkdir(tmp.file("screen.raw").c_str(), 0700), 0);
+    std::string error;
+    EXPECT_EQ(lumi::createFileDisplay(tmp.file("screen.raw"), kWidth, kHeight, error), nullptr);
+    EXPECT_NE(error.find("is a directory"), std::string::npos) << error;
+    EXPECT_NE(error.find(tmp.file("screen.raw")), std::string::npos) << error;
+}
+
+TEST(FileDisplay, RefusesAFileWithAnotherNameAndLeavesItUntouched)
+{
+    lumitest::TempDir tmp;
+    {
+        FILE* f = std::fopen(tmp.file("precious.txt").c_str(), "wb");
+        ASSERT_NE(f, nullptr);
+        std::fputs("keep", f);
+        std::fclose(f);
+    }
+    ASSERT_EQ(link(tmp.file("precious.txt").c_str(), tmp.file("screen.raw").c_str()), 0);
+    std::string error;
+    EXPECT_EQ(lumi::createFileDisplay(tmp.file("screen.raw"), kWidth, kHeight, error), nullptr);
+    EXPECT_NE(error.find("hard links"), std::string::npos) << error;
+    std::vector<uint8_t> kept = readFile(tmp.file("precious.txt"));
+    EXPECT_EQ(std::string(kept.begin(), kept.end()), "keep");
+}
+
 TEST(FileDisplay, RefusesAPathThatIsNotARegularFile)
 {
     lumitest::TempDir tmp;

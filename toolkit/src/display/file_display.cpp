@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lumi {
 
@@ -32,15 +33,28 @@ namespace {
                 return false;
             }
             // Readable by others on purpose: tools and tests watch the screen live.
-            UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644));
+            // The file is emptied below, so only a regular file of ours is taken:
+            // never through a symbolic link (a link planted at the path would have
+            // us empty its target), never a FIFO, device or directory (opened
+            // without blocking, then refused), never a file of another user or
+            // one with other names (a hard link to someone's file).
+            UniqueFd fd(::open(
+                path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0644));
             if (!fd.valid()) {
-                int err = errno;
-                error = "file: cannot create " + path + ": " + std::strerror(err);
+                error = openError(path, errno);
                 return false;
             }
             struct stat st { };
             if (fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
-                error = "file: " + path + " is not a regular file";
+                error = "file: " + path + " is not a regular file; not used";
+                return false;
+            }
+            if (st.st_uid != geteuid()) {
+                error = "file: " + path + " belongs to another user; not overwritten";
+                return false;
+            }
+            if (st.st_nlink != 1) {
+                error = "file: " + path + " has other hard links; not overwritten";
                 return false;
             }
             // Emptied first so that a screen of an earlier run never shows through.
@@ -79,6 +93,16 @@ namespace {
         }
 
     private:
+        static std::string openError(const std::string& path, int err)
+        {
+            struct stat st { };
+            if (err == ELOOP && lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode))
+                return "file: " + path + " is a symbolic link; not followed";
+            if (err == EISDIR)
+                return "file: " + path + " is a directory, not a regular file; not used";
+            return "file: cannot create " + path + ": " + std::strerror(err);
+        }
+
         static void copyRow(const uint16_t* src, uint8_t* dst, int count)
         {
 #if __BYTE_ORDER == __LITTLE_ENDIAN
