@@ -793,7 +793,18 @@ public:
     int paints { 0 };
 };
 
-class WindowDCTest : public lumitest::ToolkitTest { };
+class WindowDCTest : public lumitest::ToolkitTest {
+protected:
+    // A shown, painted main window at rect, owned by the toolkit.
+    Painted* paintedAt(const Rect& rect)
+    {
+        auto* w = new Painted;
+        w->setAutoDelete(true);
+        EXPECT_EQ(w->create(rect, WS_VISIBLE, 7), 0);
+        settle();
+        return w;
+    }
+};
 
 }
 
@@ -873,12 +884,9 @@ TEST_F(WindowDCTest, WindowDCsUseTheWindowsFont)
 
 TEST_F(WindowDCTest, BothWindowDCsAreLimitedToTheGivenRectangleInClientCoordinates)
 {
-    auto* w = new Painted;
-    w->setAutoDelete(true);
-    ASSERT_EQ(w->create(Rect(100, 50, 300, 150), WS_VISIBLE, 7), 0);
+    Painted* w = paintedAt(Rect(100, 50, 300, 150));
     LogFont small("small");
     w->setFont(Font::getFont(&small));
-    settle();
     const Rect part(10, 20, 30, 40);
     {
         PaintDC paint(w, 0, &part);

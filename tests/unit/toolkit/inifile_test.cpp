@@ -24,8 +24,34 @@ protected:
         return ini.open(path.c_str());
     }
 
+    // The same, keeping what the reader reported on stderr in reported.
+    int openReporting(const std::string& content)
+    {
+        testing::internal::CaptureStderr();
+        const int rc = openWith(content);
+        reported = testing::internal::GetCapturedStderr();
+        return rc;
+    }
+
+    // Opens path, which must fail, and returns what the reader reported.
+    std::string refusalOf(const std::string& path)
+    {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ini.open(path.c_str()), -1);
+        EXPECT_FALSE(ini.isOpen());
+        return testing::internal::GetCapturedStderr();
+    }
+
+    // The value of key as readString gives it, or "(missing)".
+    std::string valueOf(const char* section, const char* key) const
+    {
+        char buf[64] {};
+        return ini.readString(section, key, buf, -1) == 0 ? std::string(buf) : "(missing)";
+    }
+
     lumitest::TempDir tmp;
     IniFile ini;
+    std::string reported;
 };
 
 TEST_F(IniFileTest, FindsAKeyInItsSection)
@@ -178,59 +204,45 @@ TEST_F(IniFileTest, LongValuesAreReadWhole)
 TEST_F(IniFileTest, ALineWithoutEqualsIsReportedWithItsNumberAndTheRestIsUsed)
 {
     const std::string path = tmp.file("config.ini");
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith("[s]\na = 1\nthis line has no equals sign\nb = 2\n"), 0);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(err, "[lumi] " + path + ":3: ignored: no '=' in the line\n");
+    EXPECT_EQ(openReporting("[s]\na = 1\nthis line has no equals sign\nb = 2\n"), 0);
+    EXPECT_EQ(reported, "[lumi] " + path + ":3: ignored: no '=' in the line\n");
     EXPECT_TRUE(ini.isOpen());
     EXPECT_EQ(ini.skippedLines(), 1);
-    char buf[8] {};
-    EXPECT_EQ(ini.readString("s", "a", buf, -1), 0);
-    EXPECT_STREQ(buf, "1");
-    EXPECT_EQ(ini.readString("s", "b", buf, -1), 0);
-    EXPECT_STREQ(buf, "2");
+    EXPECT_EQ(valueOf("s", "a"), "1");
+    EXPECT_EQ(valueOf("s", "b"), "2");
 }
 
 TEST_F(IniFileTest, ALineWithNothingBeforeItsEqualsIsReportedAndSkipped)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith("[s]\n = 5\nk = 6\n"), 0);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("config.ini:2: ignored: no key before '='"), std::string::npos) << err;
+    EXPECT_EQ(openReporting("[s]\n = 5\nk = 6\n"), 0);
+    EXPECT_NE(reported.find("config.ini:2: ignored: no key before '='"), std::string::npos) << reported;
     EXPECT_EQ(ini.skippedLines(), 1);
-    char buf[8] {};
-    EXPECT_EQ(ini.readString("s", "", buf, -1), -1);
-    EXPECT_EQ(ini.readString("s", "k", buf, -1), 0);
-    EXPECT_STREQ(buf, "6");
+    EXPECT_EQ(valueOf("s", ""), "(missing)");
+    EXPECT_EQ(valueOf("s", "k"), "6");
 }
 
 TEST_F(IniFileTest, AnUnclosedSectionHeaderIsSkippedWithItsKeysAndTheOtherSectionsAreUsed)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith("[autorun]\nrunall = 1\n[function\ntest_mouse = 1\n[Log]\nlog_path = x\n"), 0);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_NE(err.find("config.ini:3: ignored: section header without ']'"), std::string::npos) << err;
-    EXPECT_NE(err.find("config.ini:4: ignored: key under a section header without ']'"), std::string::npos)
-        << err;
+    EXPECT_EQ(openReporting("[autorun]\nrunall = 1\n[function\ntest_mouse = 1\n[Log]\nlog_path = x\n"), 0);
+    EXPECT_NE(reported.find("config.ini:3: ignored: section header without ']'"), std::string::npos)
+        << reported;
+    EXPECT_NE(
+        reported.find("config.ini:4: ignored: key under a section header without ']'"), std::string::npos)
+        << reported;
     EXPECT_EQ(ini.skippedLines(), 2);
-    char buf[8] {};
     // The key under the broken header lands nowhere, not in the section before it.
-    EXPECT_EQ(ini.readString("autorun", "test_mouse", buf, -1), -1);
-    EXPECT_EQ(ini.readString("function", "test_mouse", buf, -1), -1);
-    EXPECT_EQ(ini.readString("autorun", "runall", buf, -1), 0);
-    EXPECT_STREQ(buf, "1");
-    EXPECT_EQ(ini.readString("Log", "log_path", buf, -1), 0);
-    EXPECT_STREQ(buf, "x");
+    EXPECT_EQ(valueOf("autorun", "test_mouse"), "(missing)");
+    EXPECT_EQ(valueOf("function", "test_mouse"), "(missing)");
+    EXPECT_EQ(valueOf("autorun", "runall"), "1");
+    EXPECT_EQ(valueOf("Log", "log_path"), "x");
 }
 
 TEST_F(IniFileTest, EachBadLineIsReportedOnItsOwnLine)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith("[s]\nfirst\nk = 1\n\nsecond\n"), 0);
-    const std::string err = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(openReporting("[s]\nfirst\nk = 1\n\nsecond\n"), 0);
     const std::string path = tmp.file("config.ini");
     const std::string second = "[lumi] " + path + ":5: ignored: no '=' in the line\n";
-    EXPECT_EQ(err, "[lumi] " + path + ":2: ignored: no '=' in the line\n" + second);
+    EXPECT_EQ(reported, "[lumi] " + path + ":2: ignored: no '=' in the line\n" + second);
     EXPECT_EQ(ini.skippedLines(), 2);
 }
 
@@ -240,16 +252,13 @@ TEST_F(IniFileTest, AFileOfJunkReportsTwentyLinesAndCountsTheRest)
     for (int i = 0; i < 1000; ++i)
         junk += "junk\n";
     junk += "k = v\n";
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith(junk), 0);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 21) << err;
-    EXPECT_NE(err.find("config.ini:21: ignored"), std::string::npos);
-    EXPECT_EQ(err.find("config.ini:22: ignored"), std::string::npos);
-    EXPECT_NE(err.find("config.ini: 980 more bad lines ignored\n"), std::string::npos) << err;
+    EXPECT_EQ(openReporting(junk), 0);
+    EXPECT_EQ(std::count(reported.begin(), reported.end(), '\n'), 21) << reported;
+    EXPECT_NE(reported.find("config.ini:21: ignored"), std::string::npos);
+    EXPECT_EQ(reported.find("config.ini:22: ignored"), std::string::npos);
+    EXPECT_NE(reported.find("config.ini: 980 more bad lines ignored\n"), std::string::npos) << reported;
     EXPECT_EQ(ini.skippedLines(), 1000);
-    char buf[8] {};
-    EXPECT_EQ(ini.readString("s", "k", buf, -1), 0);
+    EXPECT_EQ(valueOf("s", "k"), "v");
 }
 
 TEST_F(IniFileTest, KeyBeforeAnySectionBelongsToTheEmptySection)
@@ -281,9 +290,7 @@ TEST_F(IniFileTest, ArbitraryBytesNeverCrashTheParser)
     std::string junk;
     for (int i = 0; i < 4096; ++i)
         junk.push_back(static_cast<char>((i * 7919 + 13) & 0xFF));
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith(junk), 0);
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(openReporting(junk), 0);
     char buf[8] = "keep";
     EXPECT_EQ(ini.readString("no such section", "k", buf, -1), -1);
     EXPECT_STREQ(buf, "keep");
@@ -303,24 +310,18 @@ TEST_F(IniFileTest, OfAnOversizedFileTheFirstMebibyteIsUsedAndTheRestIsReported)
     while (big.size() < 2 * 1024 * 1024)
         big += filler;
     big += "late = 1\n";
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(openWith(big), 0);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(err,
+    EXPECT_EQ(openReporting(big), 0);
+    EXPECT_EQ(reported,
         "[lumi] " + tmp.file("config.ini") + ":" + std::to_string(lines + 1)
             + ": ignored: this line and the rest; the file is larger than 1048576 bytes\n");
-    char buf[8] {};
-    EXPECT_EQ(ini.readString("s", "k", buf, -1), 0);
-    EXPECT_STREQ(buf, "v");
-    EXPECT_EQ(ini.readString("s", "cut", buf, -1), -1);
-    EXPECT_EQ(ini.readString("s", "late", buf, -1), -1);
+    EXPECT_EQ(valueOf("s", "k"), "v");
+    EXPECT_EQ(valueOf("s", "cut"), "(missing)");
+    EXPECT_EQ(valueOf("s", "late"), "(missing)");
 }
 
 TEST_F(IniFileTest, AMissingFileIsLeftToTheCallerToReport)
 {
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ini.open(tmp.file("absent.ini").c_str()), -1);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(refusalOf(tmp.file("absent.ini")), "");
 }
 
 // A FIFO would block the open until a writer comes: the watchdog turns such a
@@ -351,22 +352,14 @@ TEST_F(IniFileTest, AFifoIsRefusedAtOnceWithoutWaitingForAWriter)
     const std::string path = tmp.file("config.ini");
     ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
     Watchdog watchdog;
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ini.open(path.c_str()), -1);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(err, "[lumi] " + path + ": not read: a FIFO, not a regular file\n");
-    EXPECT_FALSE(ini.isOpen());
+    EXPECT_EQ(refusalOf(path), "[lumi] " + path + ": not read: a FIFO, not a regular file\n");
 }
 
 TEST_F(IniFileTest, ADirectoryIsRefusedWithAClearMessage)
 {
     const std::string path = tmp.file("config.ini");
     ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(ini.open(path.c_str()), -1);
-    const std::string err = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(err, "[lumi] " + path + ": not read: a directory, not a regular file\n");
-    EXPECT_FALSE(ini.isOpen());
+    EXPECT_EQ(refusalOf(path), "[lumi] " + path + ": not read: a directory, not a regular file\n");
 }
 
 TEST_F(IniFileTest, CloseForgetsEverything)

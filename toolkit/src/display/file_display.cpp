@@ -26,6 +26,9 @@ namespace {
                 munmap(m_map, m_mapSize);
         }
 
+        int width() const override { return m_width; }
+        int height() const override { return m_height; }
+
         bool open(const std::string& path, int width, int height, std::string& error)
         {
             if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
@@ -77,9 +80,6 @@ namespace {
             m_height = height;
             return true;
         }
-
-        int width() const override { return m_width; }
-        int height() const override { return m_height; }
 
         void flush(const uint16_t* frame, int stride, const Rect* rects, int count) override
         {
