@@ -27,7 +27,11 @@ int main(int argc, char** argv)
     install_sigchk();
 
     GuiRT rt;
-    rt.init(0);
+    // Without its display (or the test input asked for) the program would run
+    // on unseen and unreachable: stop after the toolkit's message naming the
+    // backend and the cause, with a status the start-up scripts can see.
+    if (rt.init(0) != 0)
+        return 1;
 
     PelCursor::init();
 

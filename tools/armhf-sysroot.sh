@@ -20,19 +20,111 @@
 # returns at once and downloads nothing; downloaded .debs are kept so that a
 # deleted sysroot is unpacked again without the network.
 #
+# The mirror is the machine's own: the first source in its apt configuration
+# that serves Debian's bookworm main archive (see debian_mirror below), so the
+# sysroot comes from where the host's own packages come from.
+#
 # Usage: tools/armhf-sysroot.sh [--force]
+#        tools/armhf-sysroot.sh --print-mirror   (prints the mirror it would use)
 # Environment: UISHULL_ARMHF_SYSROOT (default build/armhf-sysroot),
-#              UISHULL_DEBIAN_MIRROR (default http://deb.debian.org/debian).
+#              UISHULL_DEBIAN_MIRROR (the mirror; default: from the apt configuration),
+#              UISHULL_APT_DIR (the apt configuration read for it; default /etc/apt).
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 sysroot=${UISHULL_ARMHF_SYSROOT:-$repo/build/armhf-sysroot}
 cache=$sysroot.cache
-mirror=${UISHULL_DEBIAN_MIRROR:-http://deb.debian.org/debian}
+apt_dir=${UISHULL_APT_DIR:-/etc/apt}
 suite=bookworm
 triplet=arm-linux-gnueabihf
+
+log() { echo "armhf-sysroot: $*"; }
+
+# Prints the URI of the first apt source under $apt_dir that serves $suite
+# main .debs, in the order apt reads them: sources.list, then the *.list
+# (one-line entries) and *.sources (deb822 paragraphs) files of
+# sources.list.d by name. Other suites (bookworm-security, -updates), deb-src
+# entries, disabled paragraphs and other files are passed over. Fails when
+# there is none.
+debian_mirror() {
+    local files=() f
+    [[ -f $apt_dir/sources.list ]] && files+=("$apt_dir/sources.list")
+    local LC_ALL=C
+    for f in "$apt_dir"/sources.list.d/*; do
+        [[ -f $f && ($f == *.list || $f == *.sources) ]] && files+=("$f")
+    done
+    ((${#files[@]})) || return 1
+    local uri
+    uri=$(awk -v suite="$suite" '
+        function has(list, w,   a, n, k) {
+            n = split(list, a)
+            for (k = 1; k <= n; k++)
+                if (a[k] == w) return 1
+            return 0
+        }
+        function first(list,   a) { split(list, a); return a[1] }
+        function take(uri) { sub(/\/+$/, "", uri); print uri; found = 1; exit }
+        function paragraph() {
+            if (f["types"] != "" && has(f["types"], "deb") && has(f["suites"], suite) \
+                && has(f["components"], "main") && tolower(first(f["enabled"])) != "no" \
+                && first(f["uris"]) != "")
+                take(first(f["uris"]))
+            delete f
+            field = ""
+        }
+        FNR == 1 { if (deb822) paragraph(); deb822 = FILENAME ~ /\.sources$/ }
+        deb822 && /^#/ { next }
+        deb822 && /^[ \t]*$/ { paragraph(); next }
+        deb822 && /^[ \t]/ { if (field != "") f[field] = f[field] " " $0; next }
+        deb822 {
+            colon = index($0, ":")
+            if (colon == 0) next
+            field = tolower(substr($0, 1, colon - 1))
+            f[field] = substr($0, colon + 1)
+            next
+        }
+        {
+            line = $0
+            sub(/#.*/, "", line)
+            n = split(line, w)
+            i = 1
+            if (w[i] != "deb") next
+            i++
+            # Options: "[arch=amd64 signed-by=...]", possibly over several words.
+            if (substr(w[i], 1, 1) == "[") {
+                while (i <= n && w[i] !~ /\]$/) i++
+                i++
+            }
+            if (i + 2 > n || w[i + 1] != suite) next
+            for (c = i + 2; c <= n; c++)
+                if (w[c] == "main") take(w[i])
+        }
+        END { if (!found && deb822) paragraph() }
+    ' "${files[@]}")
+    [[ -n $uri ]] || return 1
+    echo "$uri"
+}
+
+# UISHULL_DEBIAN_MIRROR, else the apt configuration's; fails with the reason.
+choose_mirror() {
+    if [[ -n ${UISHULL_DEBIAN_MIRROR:-} ]]; then
+        echo "$UISHULL_DEBIAN_MIRROR"
+    elif ! debian_mirror; then
+        log "no Debian $suite main archive in the apt sources under $apt_dir" \
+            "(sources.list, sources.list.d/*.list, sources.list.d/*.sources);" \
+            "set UISHULL_DEBIAN_MIRROR to a Debian mirror's URL" >&2
+        return 1
+    fi
+}
+
 force=0
-[[ ${1:-} == --force ]] && force=1
+case ${1:-} in
+--force) force=1 ;;
+--print-mirror)
+    choose_mirror
+    exit
+    ;;
+esac
 
 # Every armhf package the sysroot needs, dependencies included (listed rather
 # than resolved, so that libc6-dev, linux-libc-dev and the like, which the cross
@@ -51,8 +143,6 @@ packages=(
 layout_version=1
 stamp_text="layout=$layout_version suite=$suite packages=${packages[*]}"
 stamp=$sysroot/.uishull-sysroot
-
-log() { echo "armhf-sysroot: $*"; }
 
 # A mirror caught in the middle of a sync fails a fetch for a moment: try again.
 retry() {
@@ -76,11 +166,6 @@ exec 9>"$cache/lock"
 flock 9
 
 # A private apt: armhf only, sources of our own, state and cache under $cache.
-: >"$cache/apt/status"
-cat >"$cache/apt/sources.list" <<EOF
-deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite main
-deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite-updates main
-EOF
 apt_opts=(
     -o "Dir::State=$cache/apt"
     -o "Dir::State::Lists=$cache/apt/lists"
@@ -111,6 +196,12 @@ for p in "${packages[@]}"; do
 done
 
 if ((${#missing[@]})); then
+    mirror=$(choose_mirror)
+    : >"$cache/apt/status"
+    cat >"$cache/apt/sources.list" <<EOF
+deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite main
+deb [arch=armhf signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite-updates main
+EOF
     log "downloading ${#missing[@]} armhf packages from $mirror ($suite)"
     retry apt-get "${apt_opts[@]}" -q update
     (

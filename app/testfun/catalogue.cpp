@@ -63,8 +63,8 @@ int initTestItems(TDynArray<TestItem*>& items, bool (&decided)[CATALOGUE_CONFIG_
     for (bool& on : decided)
         on = false;
 
-    // Any non-zero result fails, including a file with a line that cannot be
-    // parsed: the screen then shows an empty list, not half a catalogue.
+    // Only a file that cannot be read at all fails here; bad lines inside a
+    // readable file are skipped and reported by IniFile, and the rest counts.
     IniFile ini;
     if (ini.open("config.ini") != 0) {
         printf("[Error] open %s fails.\n", "config.ini");

@@ -225,6 +225,16 @@ bool windowTarget(WndBase* window, const Rect* rect, WindowTarget& out)
 
 }
 
+DC::DC(WndBase* window, const Rect* rect)
+{
+    WindowTarget t;
+    if (windowTarget(window, rect, t)) {
+        attach(t.frame, t.originX, t.originY, t.clip);
+        m_onScreen = true;
+    }
+    selectFont(fontOrDefault(window ? window->getFont() : nullptr));
+}
+
 DC::~DC() = default;
 
 void DC::attach(pixman_image_t* target, int originX, int originY, const Region& clip)
@@ -534,23 +544,13 @@ void DC::drawBitmap(int x, int y, const Bitmap* bitmap, const Rect* src, const u
 }
 
 PaintDC::PaintDC(WndBase* window, unsigned int /*flags*/, const Rect* rect)
+    : DC(window, rect)
 {
-    WindowTarget t;
-    if (windowTarget(window, rect, t)) {
-        attach(t.frame, t.originX, t.originY, t.clip);
-        m_onScreen = true;
-    }
-    selectFont(fontOrDefault(window ? window->getFont() : nullptr));
 }
 
 WndDC::WndDC(WndBase* window, unsigned int /*flags*/, const Rect* rect)
+    : DC(window, rect)
 {
-    WindowTarget t;
-    if (windowTarget(window, rect, t)) {
-        attach(t.frame, t.originX, t.originY, t.clip);
-        m_onScreen = true;
-    }
-    selectFont(fontOrDefault(window ? window->getFont() : nullptr));
 }
 
 WndDC::~WndDC()

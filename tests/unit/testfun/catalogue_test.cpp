@@ -130,12 +130,17 @@ TEST_F(CatalogueTest, TheOneArgumentFormBehavesTheSame)
     EXPECT_EQ(list.size(), CATALOGUE_DEMO_ITEMS);
 }
 
-TEST_F(CatalogueTest, AConfigIniThatCannotBeParsedCountsAsMissing)
+TEST_F(CatalogueTest, ABadLineInConfigIniIsSkippedAndTheRestOfTheFileIsUsed)
 {
-    writeConfig("[function]\ntest_mouse=1\nthis line has no equals sign\n");
-    EXPECT_EQ(load(), -1);
-    EXPECT_EQ(list.size(), 0);
-    EXPECT_EQ(printed, "[Error] open config.ini fails.\n");
+    writeConfig("[function]\ntest_mouse=1\nthis line has no equals sign\ntest_nandflash=0\n");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(load(), 0);
+    const std::string reported = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(reported, "[lumi] config.ini:3: ignored: no '=' in the line\n");
+    // test_mouse=1 before the bad line and test_nandflash=0 after it both count.
+    EXPECT_EQ(decisions(), onlyOn({ Mouse }));
+    expectItemsForDecisions();
 }
 
 TEST_F(CatalogueTest, AnEmptySectionFunctionGivesOnlyTheFiveDemoItems)

@@ -793,7 +793,18 @@ public:
     int paints { 0 };
 };
 
-class WindowDCTest : public lumitest::ToolkitTest { };
+class WindowDCTest : public lumitest::ToolkitTest {
+protected:
+    // A shown, painted main window at rect, owned by the toolkit.
+    Painted* paintedAt(const Rect& rect)
+    {
+        auto* w = new Painted;
+        w->setAutoDelete(true);
+        EXPECT_EQ(w->create(rect, WS_VISIBLE, 7), 0);
+        settle();
+        return w;
+    }
+};
 
 }
 
@@ -869,4 +880,25 @@ TEST_F(WindowDCTest, WindowDCsUseTheWindowsFont)
     w->setFont(Font::getFont(&title));
     WndDC dc(w);
     EXPECT_EQ(dc.font(), Font::getFont(&title));
+}
+
+TEST_F(WindowDCTest, BothWindowDCsAreLimitedToTheGivenRectangleInClientCoordinates)
+{
+    Painted* w = paintedAt(Rect(100, 50, 300, 150));
+    LogFont small("small");
+    w->setFont(Font::getFont(&small));
+    const Rect part(10, 20, 30, 40);
+    {
+        PaintDC paint(w, 0, &part);
+        WndDC dc(w, 0, &part);
+        EXPECT_EQ(paint.region().boundRect(), Rect(110, 70, 130, 90));
+        EXPECT_EQ(dc.region().boundRect(), Rect(110, 70, 130, 90));
+        EXPECT_EQ(paint.font(), Font::getFont(&small));
+        EXPECT_EQ(dc.font(), Font::getFont(&small));
+        dc.fillRect(Rect(0, 0, 200, 100), kGreen);
+    }
+    EXPECT_EQ(shownPixel(110, 70), kGreen);
+    EXPECT_EQ(shownPixel(129, 89), kGreen);
+    EXPECT_EQ(shownPixel(130, 90), kBlue);
+    EXPECT_EQ(shownPixel(109, 70), kBlue);
 }

@@ -170,6 +170,66 @@ TEST(FileDisplay, ReportsAFileThatCannotBeCreated)
     EXPECT_NE(error.find(path), std::string::npos) << error;
 }
 
+void writeText(const std::string& path, const std::string& text)
+{
+    FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(f, nullptr) << path;
+    std::fwrite(text.data(), 1, text.size(), f);
+    std::fclose(f);
+}
+
+std::string textOf(const std::string& path)
+{
+    std::vector<uint8_t> data = readFile(path);
+    return std::string(data.begin(), data.end());
+}
+
+// Why a screen file at path is refused ("" when it is taken).
+std::string refusal(const std::string& path)
+{
+    std::string error;
+    if (lumi::createFileDisplay(path, kWidth, kHeight, error))
+        return "";
+    return error;
+}
+
+TEST(FileDisplay, RefusesASymbolicLinkAndLeavesItsTargetUntouched)
+{
+    lumitest::TempDir tmp;
+    writeText(tmp.file("precious.txt"), "a file that is not a screen\n");
+    ASSERT_EQ(symlink(tmp.file("precious.txt").c_str(), tmp.file("screen.raw").c_str()), 0);
+    const std::string error = refusal(tmp.file("screen.raw"));
+    EXPECT_NE(error.find(tmp.file("screen.raw") + " is a symbolic link"), std::string::npos) << error;
+    EXPECT_EQ(textOf(tmp.file("precious.txt")), "a file that is not a screen\n");
+}
+
+TEST(FileDisplay, DoesNotCreateTheTargetOfADanglingSymbolicLink)
+{
+    lumitest::TempDir tmp;
+    ASSERT_EQ(symlink(tmp.file("elsewhere.raw").c_str(), tmp.file("screen.raw").c_str()), 0);
+    const std::string error = refusal(tmp.file("screen.raw"));
+    EXPECT_NE(error.find("symbolic link"), std::string::npos) << error;
+    struct stat st { };
+    EXPECT_NE(stat(tmp.file("elsewhere.raw").c_str(), &st), 0);
+}
+
+TEST(FileDisplay, RefusesADirectory)
+{
+    lumitest::TempDir tmp;
+    ASSERT_EQ(mkdir(tmp.file("screen.raw").c_str(), 0700), 0);
+    const std::string error = refusal(tmp.file("screen.raw"));
+    EXPECT_NE(error.find(tmp.file("screen.raw") + " is a directory"), std::string::npos) << error;
+}
+
+TEST(FileDisplay, RefusesAFileWithAnotherNameAndLeavesItUntouched)
+{
+    lumitest::TempDir tmp;
+    writeText(tmp.file("precious.txt"), "keep");
+    ASSERT_EQ(link(tmp.file("precious.txt").c_str(), tmp.file("screen.raw").c_str()), 0);
+    EXPECT_NE(refusal(tmp.file("screen.raw")).find("hard links"), std::string::npos);
+    EXPECT_EQ(textOf(tmp.file("precious.txt")), "keep");
+}
+
 TEST(FileDisplay, RefusesAPathThatIsNotARegularFile)
 {
     lumitest::TempDir tmp;

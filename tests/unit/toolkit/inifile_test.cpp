@@ -4,9 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -20,8 +24,34 @@ protected:
         return ini.open(path.c_str());
     }
 
+    // The same, keeping what the reader reported on stderr in reported.
+    int openReporting(const std::string& content)
+    {
+        testing::internal::CaptureStderr();
+        const int rc = openWith(content);
+        reported = testing::internal::GetCapturedStderr();
+        return rc;
+    }
+
+    // Opens path, which must fail, and returns what the reader reported.
+    std::string refusalOf(const std::string& path)
+    {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(ini.open(path.c_str()), -1);
+        EXPECT_FALSE(ini.isOpen());
+        return testing::internal::GetCapturedStderr();
+    }
+
+    // The value of key as readString gives it, or "(missing)".
+    std::string valueOf(const char* section, const char* key) const
+    {
+        char buf[64] {};
+        return ini.readString(section, key, buf, -1) == 0 ? std::string(buf) : "(missing)";
+    }
+
     lumitest::TempDir tmp;
     IniFile ini;
+    std::string reported;
 };
 
 TEST_F(IniFileTest, FindsAKeyInItsSection)
@@ -171,18 +201,64 @@ TEST_F(IniFileTest, LongValuesAreReadWhole)
     EXPECT_STREQ(buf, "1");
 }
 
-TEST_F(IniFileTest, UnparsableLineGivesMinusTwoAndKeepsTheLinesBefore)
+TEST_F(IniFileTest, ALineWithoutEqualsIsReportedWithItsNumberAndTheRestIsUsed)
 {
-    EXPECT_EQ(openWith("[s]\na = 1\nthis line has no equals sign\nb = 2\n"), -2);
-    char buf[8] {};
-    EXPECT_EQ(ini.readString("s", "a", buf, -1), 0);
-    EXPECT_STREQ(buf, "1");
-    EXPECT_EQ(ini.readString("s", "b", buf, -1), -1);
+    const std::string path = tmp.file("config.ini");
+    EXPECT_EQ(openReporting("[s]\na = 1\nthis line has no equals sign\nb = 2\n"), 0);
+    EXPECT_EQ(reported, "[lumi] " + path + ":3: ignored: no '=' in the line\n");
+    EXPECT_TRUE(ini.isOpen());
+    EXPECT_EQ(ini.skippedLines(), 1);
+    EXPECT_EQ(valueOf("s", "a"), "1");
+    EXPECT_EQ(valueOf("s", "b"), "2");
 }
 
-TEST_F(IniFileTest, UnclosedSectionHeaderIsAParseError)
+TEST_F(IniFileTest, ALineWithNothingBeforeItsEqualsIsReportedAndSkipped)
 {
-    EXPECT_EQ(openWith("[s\na = 1\n"), -2);
+    EXPECT_EQ(openReporting("[s]\n = 5\nk = 6\n"), 0);
+    EXPECT_NE(reported.find("config.ini:2: ignored: no key before '='"), std::string::npos) << reported;
+    EXPECT_EQ(ini.skippedLines(), 1);
+    EXPECT_EQ(valueOf("s", ""), "(missing)");
+    EXPECT_EQ(valueOf("s", "k"), "6");
+}
+
+TEST_F(IniFileTest, AnUnclosedSectionHeaderIsSkippedWithItsKeysAndTheOtherSectionsAreUsed)
+{
+    EXPECT_EQ(openReporting("[autorun]\nrunall = 1\n[function\ntest_mouse = 1\n[Log]\nlog_path = x\n"), 0);
+    EXPECT_NE(reported.find("config.ini:3: ignored: section header without ']'"), std::string::npos)
+        << reported;
+    EXPECT_NE(
+        reported.find("config.ini:4: ignored: key under a section header without ']'"), std::string::npos)
+        << reported;
+    EXPECT_EQ(ini.skippedLines(), 2);
+    // The key under the broken header lands nowhere, not in the section before it.
+    EXPECT_EQ(valueOf("autorun", "test_mouse"), "(missing)");
+    EXPECT_EQ(valueOf("function", "test_mouse"), "(missing)");
+    EXPECT_EQ(valueOf("autorun", "runall"), "1");
+    EXPECT_EQ(valueOf("Log", "log_path"), "x");
+}
+
+TEST_F(IniFileTest, EachBadLineIsReportedOnItsOwnLine)
+{
+    EXPECT_EQ(openReporting("[s]\nfirst\nk = 1\n\nsecond\n"), 0);
+    const std::string path = tmp.file("config.ini");
+    const std::string second = "[lumi] " + path + ":5: ignored: no '=' in the line\n";
+    EXPECT_EQ(reported, "[lumi] " + path + ":2: ignored: no '=' in the line\n" + second);
+    EXPECT_EQ(ini.skippedLines(), 2);
+}
+
+TEST_F(IniFileTest, AFileOfJunkReportsTwentyLinesAndCountsTheRest)
+{
+    std::string junk = "[s]\n";
+    for (int i = 0; i < 1000; ++i)
+        junk += "junk\n";
+    junk += "k = v\n";
+    EXPECT_EQ(openReporting(junk), 0);
+    EXPECT_EQ(std::count(reported.begin(), reported.end(), '\n'), 21) << reported;
+    EXPECT_NE(reported.find("config.ini:21: ignored"), std::string::npos);
+    EXPECT_EQ(reported.find("config.ini:22: ignored"), std::string::npos);
+    EXPECT_NE(reported.find("config.ini: 980 more bad lines ignored\n"), std::string::npos) << reported;
+    EXPECT_EQ(ini.skippedLines(), 1000);
+    EXPECT_EQ(valueOf("s", "k"), "v");
 }
 
 TEST_F(IniFileTest, KeyBeforeAnySectionBelongsToTheEmptySection)
@@ -214,25 +290,76 @@ TEST_F(IniFileTest, ArbitraryBytesNeverCrashTheParser)
     std::string junk;
     for (int i = 0; i < 4096; ++i)
         junk.push_back(static_cast<char>((i * 7919 + 13) & 0xFF));
-    const int rc = openWith(junk);
-    EXPECT_TRUE(rc == 0 || rc == -2) << rc;
+    EXPECT_EQ(openReporting(junk), 0);
     char buf[8] = "keep";
     EXPECT_EQ(ini.readString("no such section", "k", buf, -1), -1);
     EXPECT_STREQ(buf, "keep");
 }
 
-TEST_F(IniFileTest, OversizedFileIsReadOnlyUpToTheCapAndReportedAsAnError)
+TEST_F(IniFileTest, OfAnOversizedFileTheFirstMebibyteIsUsedAndTheRestIsReported)
 {
     std::string big = "[s]\nk = v\n";
     const std::string filler = "; " + std::string(100, '-') + "\n";
+    int lines = 2;
+    while (big.size() + filler.size() <= 1024 * 1024) {
+        big += filler;
+        ++lines;
+    }
+    // This line crosses the cap: it is the first one left out.
+    big += "cut = " + std::string(200, 'c') + "\n";
     while (big.size() < 2 * 1024 * 1024)
         big += filler;
     big += "late = 1\n";
-    EXPECT_EQ(openWith(big), -2);
-    char buf[8] {};
-    EXPECT_EQ(ini.readString("s", "k", buf, -1), 0);
-    EXPECT_STREQ(buf, "v");
-    EXPECT_EQ(ini.readString("s", "late", buf, -1), -1);
+    EXPECT_EQ(openReporting(big), 0);
+    EXPECT_EQ(reported,
+        "[lumi] " + tmp.file("config.ini") + ":" + std::to_string(lines + 1)
+            + ": ignored: this line and the rest; the file is larger than 1048576 bytes\n");
+    EXPECT_EQ(valueOf("s", "k"), "v");
+    EXPECT_EQ(valueOf("s", "cut"), "(missing)");
+    EXPECT_EQ(valueOf("s", "late"), "(missing)");
+}
+
+TEST_F(IniFileTest, AMissingFileIsLeftToTheCallerToReport)
+{
+    EXPECT_EQ(refusalOf(tmp.file("absent.ini")), "");
+}
+
+// A FIFO would block the open until a writer comes: the watchdog turns such a
+// hang into a failure (the blocked open is interrupted) instead of a stuck test.
+class Watchdog {
+public:
+    Watchdog()
+    {
+        struct sigaction sa { };
+        sa.sa_handler = [](int) {};
+        sigemptyset(&sa.sa_mask);
+        sa.sa_flags = 0; // no SA_RESTART: a blocked open returns EINTR
+        sigaction(SIGALRM, &sa, &m_old);
+        alarm(20);
+    }
+    ~Watchdog()
+    {
+        alarm(0);
+        sigaction(SIGALRM, &m_old, nullptr);
+    }
+
+private:
+    struct sigaction m_old { };
+};
+
+TEST_F(IniFileTest, AFifoIsRefusedAtOnceWithoutWaitingForAWriter)
+{
+    const std::string path = tmp.file("config.ini");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    Watchdog watchdog;
+    EXPECT_EQ(refusalOf(path), "[lumi] " + path + ": not read: a FIFO, not a regular file\n");
+}
+
+TEST_F(IniFileTest, ADirectoryIsRefusedWithAClearMessage)
+{
+    const std::string path = tmp.file("config.ini");
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    EXPECT_EQ(refusalOf(path), "[lumi] " + path + ": not read: a directory, not a regular file\n");
 }
 
 TEST_F(IniFileTest, CloseForgetsEverything)

@@ -11,15 +11,27 @@
 // key names are case-sensitive; blanks around names and values are dropped.
 // Keys before the first section belong to the section ""; a repeated key
 // keeps its last value.
+//
+// One bad line does not cost the rest of the file: a line without '=', with
+// nothing before its '=', or a section header without its ']' (together with
+// the keys under it) is skipped and reported on stderr with the file's path
+// and the line's number ("config.ini:12: ignored: no '=' in the line"); the
+// first 20 are reported one by one, then how many more there were. Of a file
+// larger than 1 MiB the whole lines within the first MiB are used and the
+// first line left out is reported.
 class IniFile {
 public:
     IniFile() = default;
     ~IniFile() = default;
-    // Reads the whole file. 0 on success, -1 when it cannot be opened, -2 when
-    // a line cannot be parsed (the lines before it are kept).
+    // Reads the file. 0 when it was read (bad lines skipped), -1 when it is
+    // missing or cannot be read. Only a regular file is read: a FIFO, a
+    // device or a directory at path is refused at once with a message on
+    // stderr, never waited on. A missing file is left to the caller to report.
     int open(const char* path);
     void close();
     bool isOpen() const { return m_open; }
+    // The number of lines the last open skipped as unreadable.
+    int skippedLines() const { return m_skippedLines; }
 
     // Copies the value of key into buffer and returns 0, or returns -1 when
     // the key (or the file) is missing, leaving buffer untouched. size is the
@@ -52,6 +64,7 @@ private:
     int copyValue(const char* section, const char* key, char* buffer, int size) const;
 
     bool m_open { false };
+    int m_skippedLines { 0 };
     std::map<std::string, std::map<std::string, std::string>> m_sections;
 };
 

@@ -142,6 +142,11 @@ public:
 
 protected:
     DC() = default;
+    // A DC on the screen for window, limited to rect (client coordinates;
+    // null: the whole window) and to what of the window may change now, with
+    // the window's font: what PaintDC and WndDC share. Draws nowhere when the
+    // window is not created or there is no screen.
+    DC(WndBase* window, const Rect* rect);
     // Points the DC at a surface. Client (0, 0) maps to surface (originX, originY);
     // clip is in surface coordinates.
     void attach(pixman_image_t* target, int originX, int originY, const Region& clip);

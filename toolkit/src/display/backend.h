@@ -4,6 +4,7 @@
 
 #include <lumi/rect.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -34,6 +35,31 @@ public:
     // GuiRT::deliverKeyEvent, pointer samples through a Mouse).
     virtual void pumpInput() { }
 };
+
+// The one place a flush is clipped: calls copy(rect) for each of rects cut to
+// the width x height screen, skipping what is left empty. Nothing is called
+// without a frame or rectangles.
+template <typename Copy>
+void forEachFlushRect(const uint16_t* frame, const Rect* rects, int count, int width, int height, Copy&& copy)
+{
+    if (!frame || !rects)
+        return;
+    const Rect screen(0, 0, width, height);
+    for (int i = 0; i < count; ++i) {
+        Rect r = rects[i];
+        r &= screen;
+        if (!r.isEmpty())
+            copy(r);
+    }
+}
+
+// The pixel (x, y) of frame, an RGB565 image with stride bytes a row.
+inline const uint16_t* framePixel(const uint16_t* frame, int stride, int x, int y)
+{
+    return reinterpret_cast<const uint16_t*>(
+               reinterpret_cast<const uint8_t*>(frame) + static_cast<size_t>(y) * stride)
+        + x;
+}
 
 // Makes the backend named by display ("fbdev[:DEVICE]", "sdl[:WxH]",
 // "file:PATH[:WxH]"; null or empty: "fbdev:/dev/fb0"). On failure returns null

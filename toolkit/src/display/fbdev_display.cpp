@@ -223,20 +223,13 @@ size_t fbVisibleOffset(uint32_t xoffset, uint32_t yoffset, size_t lineLength, in
 
 void fbCopyRects(const FbSurface& surface, const uint16_t* frame, int stride, const Rect* rects, int count)
 {
-    if (!surface.visible || !frame || !rects)
+    if (!surface.visible)
         return;
     const bool copy = fbIsRgb565(surface.format);
     const size_t bytesPerPixel = static_cast<size_t>(surface.format.bitsPerPixel / 8);
-    const Rect screen(0, 0, surface.width, surface.height);
-    for (int i = 0; i < count; ++i) {
-        Rect r = rects[i];
-        r &= screen;
-        if (r.isEmpty())
-            continue;
+    forEachFlushRect(frame, rects, count, surface.width, surface.height, [&](const Rect& r) {
         for (int y = r.top; y < r.bottom; ++y) {
-            const uint16_t* src = reinterpret_cast<const uint16_t*>(reinterpret_cast<const uint8_t*>(frame)
-                                      + static_cast<size_t>(y) * stride)
-                + r.left;
+            const uint16_t* src = framePixel(frame, stride, r.left, y);
             uint8_t* dst = surface.visible + static_cast<size_t>(y) * surface.lineLength
                 + static_cast<size_t>(r.left) * bytesPerPixel;
             if (copy)
@@ -244,7 +237,7 @@ void fbCopyRects(const FbSurface& surface, const uint16_t* frame, int stride, co
             else
                 fbConvertRow(src, dst, r.width(), surface.format);
         }
-    }
+    });
 }
 
 std::unique_ptr<DisplayBackend> createFbdevDisplay(const std::string& device, std::string& error)

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace lumi {
 
@@ -25,6 +26,9 @@ namespace {
                 munmap(m_map, m_mapSize);
         }
 
+        int width() const override { return m_width; }
+        int height() const override { return m_height; }
+
         bool open(const std::string& path, int width, int height, std::string& error)
         {
             if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
@@ -32,15 +36,28 @@ namespace {
                 return false;
             }
             // Readable by others on purpose: tools and tests watch the screen live.
-            UniqueFd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY, 0644));
+            // The file is emptied below, so only a regular file of ours is taken:
+            // never through a symbolic link (a link planted at the path would have
+            // us empty its target), never a FIFO, device or directory (opened
+            // without blocking, then refused), never a file of another user or
+            // one with other names (a hard link to someone's file).
+            UniqueFd fd(::open(
+                path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0644));
             if (!fd.valid()) {
-                int err = errno;
-                error = "file: cannot create " + path + ": " + std::strerror(err);
+                error = openError(path, errno);
                 return false;
             }
             struct stat st { };
             if (fstat(fd.get(), &st) != 0 || !S_ISREG(st.st_mode)) {
-                error = "file: " + path + " is not a regular file";
+                error = "file: " + path + " is not a regular file; not used";
+                return false;
+            }
+            if (st.st_uid != geteuid()) {
+                error = "file: " + path + " belongs to another user; not overwritten";
+                return false;
+            }
+            if (st.st_nlink != 1) {
+                error = "file: " + path + " has other hard links; not overwritten";
                 return false;
             }
             // Emptied first so that a screen of an earlier run never shows through.
@@ -64,31 +81,28 @@ namespace {
             return true;
         }
 
-        int width() const override { return m_width; }
-        int height() const override { return m_height; }
-
         void flush(const uint16_t* frame, int stride, const Rect* rects, int count) override
         {
-            if (!m_map || !frame || !rects)
+            if (!m_map)
                 return;
-            const Rect screen(0, 0, m_width, m_height);
-            for (int i = 0; i < count; ++i) {
-                Rect r = rects[i];
-                r &= screen;
-                if (r.isEmpty())
-                    continue;
-                for (int y = r.top; y < r.bottom; ++y) {
-                    const uint16_t* src
-                        = reinterpret_cast<const uint16_t*>(
-                              reinterpret_cast<const uint8_t*>(frame) + static_cast<size_t>(y) * stride)
-                        + r.left;
-                    uint8_t* dst = m_map + (static_cast<size_t>(y) * m_width + r.left) * 2;
-                    copyRow(src, dst, r.width());
-                }
-            }
+            forEachFlushRect(frame, rects, count, m_width, m_height, [&](const Rect& r) {
+                for (int y = r.top; y < r.bottom; ++y)
+                    copyRow(framePixel(frame, stride, r.left, y),
+                        m_map + (static_cast<size_t>(y) * m_width + r.left) * 2, r.width());
+            });
         }
 
     private:
+        static std::string openError(const std::string& path, int err)
+        {
+            struct stat st { };
+            if (err == ELOOP && lstat(path.c_str(), &st) == 0 && S_ISLNK(st.st_mode))
+                return "file: " + path + " is a symbolic link; not followed";
+            if (err == EISDIR)
+                return "file: " + path + " is a directory, not a regular file; not used";
+            return "file: cannot create " + path + ": " + std::strerror(err);
+        }
+
         static void copyRow(const uint16_t* src, uint8_t* dst, int count)
         {
 #if __BYTE_ORDER == __LITTLE_ENDIAN

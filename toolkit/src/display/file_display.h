@@ -8,9 +8,11 @@
 
 namespace lumi {
 
-// Creates (or truncates) path to width x height x 2 bytes, maps it shared and
-// returns a backend that copies every flushed rectangle into it, so that other
-// processes can read the screen while it changes. Null with error on failure.
+// Creates (or empties) path and sizes it to width x height x 2 bytes, maps it
+// shared and returns a backend that copies every flushed rectangle into it, so
+// that other processes can read the screen while it changes. Only a regular
+// file of the user's own with no other names is emptied; a symbolic link is
+// not followed. Null with error (path and cause) on failure.
 std::unique_ptr<DisplayBackend> createFileDisplay(
     const std::string& path, int width, int height, std::string& error);
 

@@ -135,17 +135,10 @@ namespace {
         {
             if (!m_texture || !frame || !rects)
                 return;
-            const Rect screen(0, 0, m_width, m_height);
-            for (int i = 0; i < count; ++i) {
-                Rect r = rects[i];
-                r &= screen;
-                if (r.isEmpty())
-                    continue;
+            forEachFlushRect(frame, rects, count, m_width, m_height, [&](const Rect& r) {
                 SDL_Rect area { r.left, r.top, r.width(), r.height() };
-                const uint8_t* first = reinterpret_cast<const uint8_t*>(frame)
-                    + static_cast<size_t>(r.top) * stride + static_cast<size_t>(r.left) * 2;
-                SDL_UpdateTexture(m_texture, &area, first, stride);
-            }
+                SDL_UpdateTexture(m_texture, &area, framePixel(frame, stride, r.left, r.top), stride);
+            });
             present();
         }
 
