@@ -11,8 +11,10 @@ public:
     ~DummyWindow() override;
 
     int create(const char* title);
-    int onPaint() override;
 
     bool needPaint { true };
     char* title { nullptr };
+
+protected:
+    int onPaint() override;
 };

@@ -278,15 +278,15 @@ void PelSmoothGrid::multiselectionOpOver()
     m_multiSelected.clear();
 }
 
-void PelSmoothGrid::postNotifyMsg(int code, int param)
+void PelSmoothGrid::postScrollNotify(int code, int param)
 {
-    WndBase::postNotifyMsg(code, param);
+    postNotifyMsg(code, param);
 }
 
 void PelSmoothGrid::postMoveMessage(bool horizontal, bool vertical)
 {
     if (horizontal)
-        postNotifyMsg(GRID_NOTIFY_XPOS, m_xPos);
+        postScrollNotify(GRID_NOTIFY_XPOS, m_xPos);
     if (vertical)
-        postNotifyMsg(GRID_NOTIFY_YPOS, m_yPos);
+        postScrollNotify(GRID_NOTIFY_YPOS, m_yPos);
 }
