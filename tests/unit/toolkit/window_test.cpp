@@ -132,6 +132,14 @@ protected:
         EXPECT_EQ(b->create(parent, r, style), 0);
         return b;
     }
+    // Focuses w, then disables it: it must lose the focus and be told so.
+    static void focusThenDisable(Box* w)
+    {
+        w->setFocus();
+        w->setStyle(WS_DISABLED);
+        EXPECT_FALSE(w->hasFocus());
+        EXPECT_EQ(w->focusChanges, (std::vector<bool> { true, false }));
+    }
 };
 
 }
@@ -528,10 +536,7 @@ TEST_F(WindowTest, DisablingTheFocusedWindowMovesTheFocusToTheNextSibling)
     Box* a = makeChild(p, Rect(0, 0, 10, 10));
     Box* b = makeChild(p, Rect(20, 0, 30, 10));
     Box* c = makeChild(p, Rect(40, 0, 50, 10));
-    b->setFocus();
-    b->setStyle(WS_DISABLED);
-    EXPECT_FALSE(b->hasFocus());
-    EXPECT_EQ(b->focusChanges, (std::vector<bool> { true, false }));
+    focusThenDisable(b);
     EXPECT_TRUE(c->hasFocus());
     EXPECT_EQ(p->getFocusWnd(), c);
     tapKey('k');
@@ -548,10 +553,7 @@ TEST_F(WindowTest, DisablingTheOnlyFocusableWindowLeavesNoFocus)
     Panel* p = makePanel();
     Box* only = makeChild(p, Rect(0, 0, 10, 10));
     makeChild<Unfocusable>(p, Rect(20, 0, 30, 10));
-    only->setFocus();
-    only->setStyle(WS_DISABLED);
-    EXPECT_FALSE(only->hasFocus());
-    EXPECT_EQ(only->focusChanges, (std::vector<bool> { true, false }));
+    focusThenDisable(only);
     EXPECT_EQ(p->getFocusWnd(), nullptr);
     tapKey('k');
     EXPECT_TRUE(only->keys.empty());
@@ -561,9 +563,10 @@ TEST_F(WindowTest, DisablingTheOnlyFocusableWindowLeavesNoFocus)
 TEST_F(WindowTest, DisablingAParentOfTheFocusedWindowHandsTheFocusToTheParentsSibling)
 {
     Panel* p = makePanel();
+    // A group box holding the focused control, and a control beside the group.
     Box* group = makeChild(p, Rect(0, 0, 100, 100));
-    Box* inner = makeChild(group, Rect(10, 10, 20, 20));
-    Box* next = makeChild(p, Rect(200, 0, 300, 100));
+    auto* inner = makeChild<Box>(group, Rect(10, 10, 20, 20));
+    auto* next = makeChild<Box>(p, Rect(200, 0, 300, 100));
     inner->setFocus();
     group->setStyle(WS_DISABLED);
     EXPECT_FALSE(inner->hasFocus());

@@ -170,7 +170,7 @@ public:
 // The grid's owner: paints the grid's background white (as the quick-test
 // window does) and its own grey, and records the notifies it receives.
 class Host : public MainWndBase {
-public:
+protected:
     int onDrawBackground(DC* dc, const Rect* rect, WndBase* child) override
     {
         dc->fillRect(*rect, child == this ? kHostColour : kWhite);
@@ -181,6 +181,8 @@ public:
         notes.push_back({ from, code, param });
         return 0;
     }
+
+public:
     struct Note {
         WndBase* from;
         int code;
@@ -198,7 +200,7 @@ public:
 
 // A plain focusable control, to see where the focus goes.
 class Sibling : public WndBase {
-public:
+protected:
     int onPaint() override { return 0; }
 };
 
