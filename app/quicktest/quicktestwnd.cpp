@@ -337,7 +337,7 @@ int QuickTestWnd::onActivate(bool active)
     // The grid's slide timer runs only while this window is on top: a
     // question box over the list stops it, its closing restarts it.
     if (grid)
-        grid->onActivate(active);
+        grid->setSlideTimerRunning(active);
     if (active)
         labelResult();
     return 0;

@@ -13,10 +13,12 @@ public:
     ~DummyWindow() override;
 
     int create(const char* title);
-    int onPaint() override;
 
     bool needPaint { true };
     char* title { nullptr };
     // The application that shows this cover; told when the cover goes.
     PelGuiApp* app { nullptr };
+
+protected:
+    int onPaint() override;
 };

@@ -44,6 +44,9 @@ public:
     bool ownsBmp() const { return m_ownBmp; }
     BmpSlotType bmpSlot() const { return m_bmpSlot; }
 
+    static constexpr unsigned short kDisabledTextColor = 0x5ACB;
+
+protected:
     int onPaint() override;
     int onFocus(bool focused) override;
     int onMouseStatusChanged() override;
@@ -52,9 +55,6 @@ public:
     // pictures or a focus mark of their own.
     virtual void drawButton(DC& dc, Rect rect, bool focused, bool pressed, bool disabled);
 
-    static constexpr unsigned short kDisabledTextColor = 0x5ACB;
-
-protected:
     Bitmap* m_bmp { nullptr };
     Bitmap m_defaultBmp;
     bool m_ownBmp { false };

@@ -21,11 +21,12 @@ public:
     void setEditBGColor(unsigned short colour);
     unsigned short editBGColor() const { return m_editBgColor; }
 
+    static constexpr unsigned short kDisabledColor = 0x632C;
+
+protected:
     int onDrawBackground(DC* dc, const Rect* rect, WndBase* child) override;
     int onPaint() override;
     int onKeydown(int key, int flags) override;
-
-    static constexpr unsigned short kDisabledColor = 0x632C;
 
 private:
     unsigned short m_editBgColor { SysConf::getColor(3) };

@@ -74,6 +74,7 @@ public:
     unsigned short bgColor() const { return m_bgColor; }
     unsigned short frameColor() const { return m_frameColor; }
 
+protected:
     int handleMessage(LUMIMessage& msg) override;
     int onPaint() override;
     int onDrawBackground(DC* dc, const Rect* rect, WndBase* child) override;
@@ -82,7 +83,6 @@ public:
     int onTimer(int id) override;
     int onNotify(WndBase* from, int code, int param) override;
 
-protected:
     int m_timer { 0 };
     uint32_t m_style { 0 };
     WndBase* m_parent { nullptr };

@@ -6,14 +6,18 @@
 
 namespace {
 
-// Replaces an attached picture, deleting the old one when it was owned and
-// is not the one being attached again.
-void replacePicture(Bitmap*& slot, bool& owned, Bitmap* bmp, bool own)
+// Attaches a picture to one of the bar's slots, deleting the old one when it
+// was owned and is not the one being attached again; -1 for no picture.
+int attachPicture(PelProgressWnd& bar, Bitmap*& slot, bool& owned, Bitmap* bmp, bool own)
 {
+    if (!bmp)
+        return -1;
     if (owned && slot && slot != bmp)
         delete slot;
     slot = bmp;
     owned = own;
+    bar.invalidateRect(nullptr);
+    return 0;
 }
 
 }
@@ -72,20 +76,12 @@ int PelProgressWnd::setPos(int pos)
 
 int PelProgressWnd::setBarBmp(Bitmap* bmp, bool own)
 {
-    if (!bmp)
-        return -1;
-    replacePicture(m_barBmp, m_ownBarBmp, bmp, own);
-    invalidateRect(nullptr);
-    return 0;
+    return attachPicture(*this, m_barBmp, m_ownBarBmp, bmp, own);
 }
 
 int PelProgressWnd::setStepBmp(Bitmap* bmp, bool own)
 {
-    if (!bmp)
-        return -1;
-    replacePicture(m_stepBmp, m_ownStepBmp, bmp, own);
-    invalidateRect(nullptr);
-    return 0;
+    return attachPicture(*this, m_stepBmp, m_ownStepBmp, bmp, own);
 }
 
 int PelProgressWnd::onPaint()

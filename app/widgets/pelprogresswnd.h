@@ -33,10 +33,11 @@ public:
     Bitmap* barBmp() const { return m_barBmp; }
     Bitmap* stepBmp() const { return m_stepBmp; }
 
-    int onPaint() override;
-
     static constexpr unsigned short kTrackColor = 0x5AEB;
     static constexpr unsigned short kFillColor = 0x87FF;
+
+protected:
+    int onPaint() override;
 
 private:
     Bitmap* m_barBmp { nullptr };

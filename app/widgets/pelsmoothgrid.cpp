@@ -109,37 +109,33 @@ void PelSmoothGrid::updateItemPos()
     LUMI_ASSERT(m_pageWidth > 0, kGridSource, __LINE__, kFunction);
 
     updateGridSize();
+    // The same arithmetic along the scrolling axis in both orders: x, widths
+    // and columns of m_rows cells for column-major order; y, heights and rows
+    // of m_cols cells for row-major order.
     const bool columnMajor = isColumnMajor();
+    int& pos = columnMajor ? m_xPos : m_yPos;
+    int& target = columnMajor ? m_xTarget : m_yTarget;
+    int& head = columnMajor ? m_headWidth : m_headHeight;
+    int& tail = columnMajor ? m_tailWidth : m_tailHeight;
+    const int item = columnMajor ? m_itemWidth : m_itemHeight;
+    const int page = columnMajor ? m_pageWidth : m_pageHeight;
+    const int perLine = columnMajor ? m_rows : m_cols;
     for (;;) {
-        if (columnMajor) {
-            m_firstItem = m_rows * (m_xPos / m_itemWidth);
-            m_headWidth = m_itemWidth - m_xPos % m_itemWidth;
-            m_tailWidth = m_itemWidth - (m_pageWidth - m_headWidth) % m_itemWidth;
-            if (m_headWidth == 0)
-                m_headWidth = m_itemWidth;
-            if (m_tailWidth == 0)
-                m_tailWidth = m_itemWidth;
-            m_visibleCount = m_rows * ((m_pageWidth + m_itemWidth - 1) / m_itemWidth);
-            if (m_xPos % m_itemWidth != 0)
-                m_visibleCount += m_rows;
-        } else {
-            m_firstItem = m_cols * (m_yPos / m_itemHeight);
-            m_headHeight = m_itemHeight - m_yPos % m_itemHeight;
-            m_tailHeight = m_itemHeight - (m_pageHeight - m_headHeight) % m_itemHeight;
-            if (m_headHeight == 0)
-                m_headHeight = m_itemHeight;
-            if (m_tailHeight == 0)
-                m_tailHeight = m_itemHeight;
-            m_visibleCount = m_cols * ((m_pageHeight + m_itemHeight - 1) / m_itemHeight);
-            if (m_yPos % m_itemHeight != 0)
-                m_visibleCount += m_cols;
-        }
+        m_firstItem = perLine * (pos / item);
+        head = item - pos % item;
+        tail = item - (page - head) % item;
+        if (head == 0)
+            head = item;
+        if (tail == 0)
+            tail = item;
+        m_visibleCount = perLine * ((page + item - 1) / item);
+        if (pos % item != 0)
+            m_visibleCount += perLine;
         m_lastItem = m_firstItem + m_visibleCount - 1;
 
         // Cells: the items rounded up to whole lines, at least one full page.
         const int items = itemCount();
-        int count
-            = columnMajor ? (items + m_rows - 1) / m_rows * m_rows : (items + m_cols - 1) / m_cols * m_cols;
+        int count = (items + perLine - 1) / perLine * perLine;
         if (count < m_rows * m_cols)
             count = m_rows * m_cols;
         if (count == 0)
@@ -152,13 +148,8 @@ void PelSmoothGrid::updateItemPos()
         if (m_lastItem <= count)
             return;
         // Scrolled beyond the content: back one item and again.
-        if (columnMajor) {
-            m_xPos -= m_itemWidth;
-            m_xTarget = m_xPos;
-        } else {
-            m_yPos -= m_itemHeight;
-            m_yTarget = m_yPos;
-        }
+        pos -= item;
+        target = pos;
     }
 }
 
@@ -192,21 +183,26 @@ int PelSmoothGrid::point2Index(int x, int y) const
 void PelSmoothGrid::getItemRect(int index, Rect& rect) const
 {
     const int k = index - m_firstItem;
-    if (isColumnMajor()) {
-        rect.top = m_workRegion.top + (k % m_rows) * m_itemHeight;
-        rect.bottom = rect.top + m_itemHeight;
-        rect.left = m_workRegion.left + m_headWidth - m_itemWidth + (k / m_rows) * m_itemWidth;
-        rect.right = rect.left + m_itemWidth;
-        if (isStyle(GRID_STYLE_STRETCH_LAST) && m_workRegion.bottom - rect.bottom < m_itemHeight)
-            rect.bottom = m_workRegion.bottom;
-        return;
+    const bool columnMajor = isColumnMajor();
+    const int perLine = columnMajor ? m_rows : m_cols;
+    // Across the scrolling axis the cell sits at its place in its line; along
+    // it at its line, the first line starting above (or left of) the work
+    // region by the part of it that is scrolled out.
+    const int acrossSize = columnMajor ? m_itemHeight : m_itemWidth;
+    const int alongSize = columnMajor ? m_itemWidth : m_itemHeight;
+    const int across = (columnMajor ? m_workRegion.top : m_workRegion.left) + (k % perLine) * acrossSize;
+    const int along = (columnMajor ? m_workRegion.left : m_workRegion.top)
+        + (columnMajor ? m_headWidth : m_headHeight) - alongSize + (k / perLine) * alongSize;
+    if (columnMajor)
+        rect.setRect(along, across, along + alongSize, across + acrossSize);
+    else
+        rect.setRect(across, along, across + acrossSize, along + alongSize);
+    if (isStyle(GRID_STYLE_STRETCH_LAST)) {
+        int& farEdge = columnMajor ? rect.bottom : rect.right;
+        const int regionEdge = columnMajor ? m_workRegion.bottom : m_workRegion.right;
+        if (regionEdge - farEdge < acrossSize)
+            farEdge = regionEdge;
     }
-    rect.left = m_workRegion.left + (k % m_cols) * m_itemWidth;
-    rect.right = rect.left + m_itemWidth;
-    rect.top = m_workRegion.top + m_headHeight - m_itemHeight + (k / m_cols) * m_itemHeight;
-    rect.bottom = rect.top + m_itemHeight;
-    if (isStyle(GRID_STYLE_STRETCH_LAST) && m_workRegion.right - rect.right < m_itemWidth)
-        rect.right = m_workRegion.right;
 }
 
 int PelSmoothGrid::onSelect(int index)
@@ -254,15 +250,15 @@ void PelSmoothGrid::multiselectionOpOver()
     m_multiSelected.clear();
 }
 
-void PelSmoothGrid::postNotifyMsg(int code, int param)
+void PelSmoothGrid::postScrollNotify(int code, int param)
 {
-    WndBase::postNotifyMsg(code, param);
+    postNotifyMsg(code, param);
 }
 
 void PelSmoothGrid::postMoveMessage(bool horizontal, bool vertical)
 {
     if (horizontal)
-        postNotifyMsg(GRID_NOTIFY_XPOS, m_xPos);
+        postScrollNotify(GRID_NOTIFY_XPOS, m_xPos);
     if (vertical)
-        postNotifyMsg(GRID_NOTIFY_YPOS, m_yPos);
+        postScrollNotify(GRID_NOTIFY_YPOS, m_yPos);
 }

@@ -34,7 +34,7 @@ enum : unsigned int {
 
 // Style bits of the grid, given to create() with the toolkit's own bits.
 enum : unsigned int {
-    GRID_STYLE_IGNORE_INPUT = 0x10, // keys and pointer go to the toolkit's default handling
+    GRID_STYLE_IGNORE_INPUT = 0x10, // the toolkit's disabled bit: no keys or pointer reach the grid
     GRID_STYLE_TRANSPARENT = 0x40, // backgrounds come from the parent instead of black
     GRID_STYLE_STRETCH_LAST = 0x40000, // the last cell of a line reaches the work region's edge
     GRID_STYLE_COLUMN_MAJOR = 0x1000000,
@@ -212,8 +212,9 @@ public:
     void postMoveMessage(bool horizontal, bool vertical);
     // One step of the moving selection box (each 30 ms tick).
     void moveSelectBox();
-    // The slide timer runs only while the owner is active.
-    void onActivate(bool active);
+    // Starts (true) or stops the 20 ms slide timer; the owner stops it while
+    // it is not the top window, so that a hidden list does not tick.
+    void setSlideTimerRunning(bool run);
 
     // Paints one cell (skipped when clip is given and the cell lies wholly
     // outside it; clip in screen coordinates). Returns 0.
@@ -225,14 +226,17 @@ public:
     // Schedules the repaint of the box's way from one cell to another.
     void invalidateMoveBoxRect(int from, int to);
 
+protected:
     // Hooks a subclass may replace.
-    virtual void postNotifyMsg(int code, int param);
+    // Posts a scroll position notify (GRID_NOTIFY_XPOS or GRID_NOTIFY_YPOS)
+    // to the parent; a subclass may watch them here.
+    virtual void postScrollNotify(int code, int param);
     virtual void updateScrollbar(DC& dc);
     virtual void customizedDraw(DC& dc);
-    // Activates an item: notify 2 with m_selected, or a multi-selection toggle of index.
+    // Activates an item (enter, or a tap): notify 2 with m_selected, or a
+    // multi-selection toggle of index.
     virtual int onSelect(int index);
 
-protected:
     int onPaint() override;
     int onFocus(bool focused) override;
     int onKeydown(int key, int flags) override;

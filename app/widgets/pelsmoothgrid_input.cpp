@@ -197,8 +197,10 @@ int PelSmoothGrid::getMoveDirection(int from, int to) const
 
 int PelSmoothGrid::onKeydown(int key, int flags)
 {
+    // A disabled grid (GRID_STYLE_IGNORE_INPUT) never gets here: the
+    // toolkit's dispatcher drops its input.
     const int count = itemCount();
-    if (count == 0 || isStyle(GRID_STYLE_IGNORE_INPUT))
+    if (count == 0)
         return WndBase::onKeydown(key, flags);
     // A key while the page glides is swallowed: the move would be measured
     // against a page that is not there yet.
@@ -303,14 +305,14 @@ int PelSmoothGrid::onTimer(int id)
         m_yPos += (m_yTarget - m_yPos) / 2;
         if (m_yTarget - m_yPos >= -2 && m_yTarget - m_yPos <= 2) {
             m_yPos = m_yTarget;
-            postNotifyMsg(GRID_NOTIFY_YPOS, m_yPos);
+            postScrollNotify(GRID_NOTIFY_YPOS, m_yPos);
         }
     }
     if (m_xPos != m_xTarget) {
         m_xPos += (m_xTarget - m_xPos) / 2;
         if (m_xTarget - m_xPos >= -2 && m_xTarget - m_xPos <= 2) {
             m_xPos = m_xTarget;
-            postNotifyMsg(GRID_NOTIFY_XPOS, m_xPos);
+            postScrollNotify(GRID_NOTIFY_XPOS, m_xPos);
         }
     }
     invalidateRect(nullptr);
@@ -325,9 +327,9 @@ int PelSmoothGrid::onFocus(bool focused)
     return 0;
 }
 
-void PelSmoothGrid::onActivate(bool active)
+void PelSmoothGrid::setSlideTimerRunning(bool run)
 {
-    if (!active) {
+    if (!run) {
         if (m_scrollTimer)
             killTimer(m_scrollTimer);
         m_scrollTimer = 0;
@@ -340,8 +342,6 @@ void PelSmoothGrid::onActivate(bool active)
 int PelSmoothGrid::onMouseEvent(int x, int y, unsigned int type)
 {
     GestureMemory& g = gesture();
-    if (isStyle(GRID_STYLE_IGNORE_INPUT))
-        return WndBase::onMouseEvent(x, y, type);
     if (type == MOUSE_PRESS && isStyle(GRID_STYLE_DRAG_BAR) && m_scrollBar.m_touchRect.ptInRect(x, y))
         return pressScrollBar(x, y, type);
     if (type == MOUSE_MOVE && m_barDragging && m_contentWidth >= m_pageWidth
@@ -375,10 +375,10 @@ int PelSmoothGrid::onMouseEvent(int x, int y, unsigned int type)
         // slide timer rests until the release.
         if (columnMajor) {
             m_xPos = clampToRange(g.xPosAtPress + (g.pressX - x), m_contentWidth - m_pageWidth);
-            postNotifyMsg(GRID_NOTIFY_XPOS, m_xPos);
+            postScrollNotify(GRID_NOTIFY_XPOS, m_xPos);
         } else {
             m_yPos = clampToRange(g.yPosAtPress + (g.pressY - y), m_contentHeight - m_pageHeight);
-            postNotifyMsg(GRID_NOTIFY_YPOS, m_yPos);
+            postScrollNotify(GRID_NOTIFY_YPOS, m_yPos);
         }
         invalidateRect(nullptr);
         return 0;
@@ -453,12 +453,12 @@ int PelSmoothGrid::dragScrollBar(int x, int y)
         const int range = m_contentWidth - m_pageWidth;
         m_xPos = clampToRange(m_scrollBar.getPos(x, range, pages, true), range);
         m_xTarget = m_xPos;
-        postNotifyMsg(GRID_NOTIFY_XPOS, m_xPos);
+        postScrollNotify(GRID_NOTIFY_XPOS, m_xPos);
     } else {
         const int range = m_contentHeight - m_pageHeight;
         m_yPos = clampToRange(m_scrollBar.getPos(y, range, pages, false), range);
         m_yTarget = m_yPos;
-        postNotifyMsg(GRID_NOTIFY_YPOS, m_yPos);
+        postScrollNotify(GRID_NOTIFY_YPOS, m_yPos);
     }
     invalidateRect(nullptr);
     return 0;

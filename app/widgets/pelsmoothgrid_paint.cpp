@@ -189,30 +189,32 @@ void PelSmoothGrid::updateScrollbar(DC& dc)
     const bool columnMajor = isColumnMajor();
 
     if (!isStyle(GRID_STYLE_DRAG_BAR)) {
-        Rect s;
-        getClientRect(s);
-        if (columnMajor) {
-            if (m_contentWidth <= m_pageWidth)
-                return;
-            const int width = s.width();
-            const int range = m_contentWidth - m_pageWidth;
-            s.top = s.bottom - m_scrollBarWidth;
-            dc.fillRect(s, m_trackColor);
-            s.right = s.left + width * m_pageWidth / m_contentWidth;
-            s.offset(m_xPos * (width - s.width()) / range, 0);
-            dc.fillRect(s, m_barColor);
+        // Along the far edge of the scrolling axis: the bottom edge for
+        // column-major order, the right edge for row-major.
+        const int page = columnMajor ? m_pageWidth : m_pageHeight;
+        const int content = columnMajor ? m_contentWidth : m_contentHeight;
+        if (content <= page)
             return;
-        }
-        if (m_contentHeight <= m_pageHeight)
-            return;
-        const int height = s.height();
-        const int range = m_contentHeight - m_pageHeight;
-        s.left = s.right - m_scrollBarWidth;
-        dc.fillRect(s, m_trackColor);
+        Rect track;
+        getClientRect(track);
+        const int length = columnMajor ? track.width() : track.height();
+        if (columnMajor)
+            track.top = track.bottom - m_scrollBarWidth;
+        else
+            track.left = track.right - m_scrollBarWidth;
+        dc.fillRect(track, m_trackColor);
         // The thumb's length is the visible share of the content.
-        s.bottom = s.top + height * m_pageHeight / m_contentHeight;
-        s.offset(0, m_yPos * (height - s.height()) / range);
-        dc.fillRect(s, m_barColor);
+        const int thumb = length * page / content;
+        const int offset = (columnMajor ? m_xPos : m_yPos) * (length - thumb) / (content - page);
+        Rect bar = track;
+        if (columnMajor) {
+            bar.left += offset;
+            bar.right = bar.left + thumb;
+        } else {
+            bar.top += offset;
+            bar.bottom = bar.top + thumb;
+        }
+        dc.fillRect(bar, m_barColor);
         return;
     }
 

@@ -105,6 +105,113 @@ bool ToolkitTest::pumpUntil(const std::function<bool()>& done, int turns)
     return done();
 }
 
+void ToolkitTest::pressKey(int code)
+{
+    rt->deliverKeyEvent(code, 0);
+    settle();
+}
+
+void ToolkitTest::releaseKey(int code)
+{
+    rt->deliverKeyEvent(code, 1);
+    settle();
+}
+
+void ToolkitTest::tapKey(int code)
+{
+    pressKey(code);
+    releaseKey(code);
+}
+
+namespace {
+
+    // A sample for the screen's own pointer source, which turns it into
+    // pointer messages (MSG_MOUSE) for the application's filter and the
+    // window under the point.
+    void feedPointer(int x, int y, bool down)
+    {
+        lumi::Screen* s = lumi::screen();
+        ASSERT_NE(s, nullptr);
+        MousePoint point;
+        point.x = static_cast<short>(x);
+        point.y = static_cast<short>(y);
+        point.pressure = down ? 500 : 0;
+        s->virtualMouse()->addPoint(point, down);
+    }
+
+}
+
+Mouse* ToolkitTest::pointerSource() const
+{
+    lumi::Screen* s = lumi::screen();
+    return s ? s->virtualMouse() : nullptr;
+}
+
+void ToolkitTest::press(int x, int y)
+{
+    feedPointer(x, y, true);
+    settle();
+}
+
+void ToolkitTest::move(int x, int y)
+{
+    feedPointer(x, y, true);
+    settle();
+}
+
+void ToolkitTest::release(int x, int y)
+{
+    feedPointer(x, y, false);
+    settle();
+}
+
+void ToolkitTest::tap(int x, int y)
+{
+    press(x, y);
+    release(x, y);
+}
+
+void ToolkitTest::post(WndBase* window, int id, int param1, int param2, void* data)
+{
+    app->addMsg(LUMIMessage(window, id, param1, param2, data));
+    settle();
+}
+
+void ToolkitTest::postPointer(WndBase* window, int x, int y, unsigned int flags)
+{
+    LUMIMessage msg(window, MSG_MOUSE, x, static_cast<int>(flags));
+    msg.extra = y;
+    app->addMsg(msg);
+    settle();
+}
+
+void ToolkitTest::sendCommand(WndBase* window, int commandId)
+{
+    post(window, MSG_COMMAND, commandId);
+}
+
+void ToolkitTest::typeChar(WndBase* window, int ch)
+{
+    post(window, MSG_CHAR, ch);
+}
+
+int ToolkitTest::deliverNow(WndBase* window, int id, int param1, int param2, void* data)
+{
+    LUMIMessage msg(window, id, param1, param2, data);
+    return window->dispatch(msg);
+}
+
+void ToolkitTest::drawBehindToolkit(int x, int y, uint16_t colour)
+{
+    lumi::Screen* s = lumi::screen();
+    ASSERT_NE(s, nullptr);
+    ASSERT_TRUE(x >= 0 && y >= 0 && x < s->width() && y < s->height());
+    // Rows are whole 32-bit words long, so the stride is an even number of pixels.
+    const_cast<uint16_t*>(s->pixels())[y * (s->stride() / 2) + x] = colour;
+    s->addFlush(Rect(x, y, x + 1, y + 1));
+    s->flush();
+}
+
 uint16_t ToolkitTest::shownPixel(int x, int y) const
 {
     if (x < 0 || y < 0 || x >= screenWidth || y >= screenHeight)

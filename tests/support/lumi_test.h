@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace lumitest {
 
@@ -56,6 +57,44 @@ protected:
     std::string screenFile() const { return tmp.file("screen.raw"); }
     // Writes the shown screen as a PNG (for looking at a failing test).
     void saveScreenshot(const std::string& path) const;
+
+    // Input the way the device gives it; each settles the loop afterwards.
+    // Keys go through GuiRT::deliverKeyEvent to the focused window of the top
+    // window; tapKey is a press and a release.
+    void pressKey(int code);
+    void releaseKey(int code);
+    void tapKey(int code);
+    // The pointer through the toolkit's own pointer source, in screen
+    // coordinates: press, moves while held, release; tap is a press and a
+    // release at one point. The clock does not move in between.
+    void press(int x, int y);
+    void move(int x, int y);
+    void release(int x, int y);
+    void tap(int x, int y);
+    // The toolkit's own pointer source that press, move and release feed, for
+    // samples without settling in between.
+    Mouse* pointerSource() const;
+
+    // Queues a message to window and settles, as any sender in the program
+    // would (the window's handlers see it through its dispatcher).
+    void post(WndBase* window, int id, int param1 = 0, int param2 = 0, void* data = nullptr);
+    // A pointer message addressed to window (client coordinates, flags
+    // MOUSE_PRESS, MOUSE_MOVE or MOUSE_RELEASE), as the pointer capture
+    // delivers it, queued and settled.
+    void postPointer(WndBase* window, int x, int y, unsigned int flags);
+    // A command message (MSG_COMMAND with the command id), queued and settled.
+    void sendCommand(WndBase* window, int commandId);
+    // A character message (MSG_CHAR), queued and settled.
+    void typeChar(WndBase* window, int ch);
+    // Delivers a message to window through its dispatcher at once, without
+    // settling: for what a handler leaves queued. The handler's result.
+    int deliverNow(WndBase* window, int id, int param1 = 0, int param2 = 0, void* data = nullptr);
+
+    // The open main windows, bottom of the stack first.
+    const std::vector<MainWndBase*>& mainWindows() const { return app->mainWindows(); }
+    // Writes a pixel straight into the screen's frame and shows it, the way a
+    // program drawing into the frame buffer behind the toolkit's back would.
+    void drawBehindToolkit(int x, int y, uint16_t colour);
 
     // The application object the fixture runs; subclasses may return their own.
     virtual std::unique_ptr<GuiApp> makeApp() { return std::make_unique<GuiApp>(); }

@@ -83,6 +83,27 @@ public:
         return 0;
     }
 
+    // Bitmaps can be loaded with ImageMan::load; this one is made in code so
+    // the demo needs no files: a colour gradient with a keyed lattice.
+    void makeBitmap()
+    {
+        if (m_bitmap.create(64, 64) != 0)
+            return;
+        const int rowWords = m_bitmap.stride() / 2;
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                const bool hole = (x / 8 + y / 8) % 2 == 0 && (x % 8) > 1 && (y % 8) > 1;
+                const unsigned short r = static_cast<unsigned short>(x / 2); // 5 bits
+                const unsigned short g = static_cast<unsigned short>(y); // 6 bits
+                m_bitmap.bits()[y * rowWords + x]
+                    = hole ? kKey : static_cast<unsigned short>((r << 11) | (g << 5) | 12);
+            }
+        }
+    }
+
+protected:
+    // The handlers: the toolkit calls them through the window's dispatcher.
+
     // Drawing of the window itself; the controls paint themselves afterwards.
     int onPaint() override
     {
@@ -146,23 +167,6 @@ public:
             return 0;
         }
         return MainWndBase::onKeydown(key, state);
-    }
-
-    // Bitmaps can be loaded with ImageMan::load; this one is made in code so
-    // the demo needs no files: a colour gradient with a keyed lattice.
-    void makeBitmap()
-    {
-        if (m_bitmap.create(64, 64) != 0)
-            return;
-        const int rowWords = m_bitmap.stride() / 2;
-        for (int y = 0; y < 64; ++y) {
-            for (int x = 0; x < 64; ++x) {
-                const bool hole = (x / 8 + y / 8) % 2 == 0 && (x % 8) > 1 && (y % 8) > 1;
-                const unsigned short r = static_cast<unsigned short>(x / 2);   // 5 bits
-                const unsigned short g = static_cast<unsigned short>(y);       // 6 bits
-                m_bitmap.bits()[y * rowWords + x] = hole ? kKey : static_cast<unsigned short>((r << 11) | (g << 5) | 12);
-            }
-        }
     }
 
 private:

@@ -37,37 +37,9 @@ Colours buttonColours()
 
 }
 
-Button::Button() = default;
-
-int Button::create(WndBase* parent, const Rect& rect, unsigned int style)
+Button::Button()
+    : TextControl(0x22, 0x0000)
 {
-    return WndBase::create(parent, rect, style);
-}
-
-void Button::setText(const char* text, bool redraw)
-{
-    const char* value = text ? text : "";
-    if (m_text == value)
-        return;
-    m_text = value;
-    if (redraw)
-        invalidateRect(nullptr);
-}
-
-void Button::setTextColor(unsigned short colour)
-{
-    if (m_textColor == colour)
-        return;
-    m_textColor = colour;
-    invalidateRect(nullptr);
-}
-
-void Button::setAlignFlag(unsigned int flags)
-{
-    if (m_align == flags)
-        return;
-    m_align = flags;
-    invalidateRect(nullptr);
 }
 
 int Button::onPaint()
@@ -104,7 +76,7 @@ int Button::onPaint()
 
 int Button::onKeydown(int key, int state)
 {
-    if (key == VK_Select && !isStyle(WS_DISABLED)) {
+    if (key == VK_Select) {
         postNotifyMsg(NOTIFY_CLICKED, 0);
         return 0;
     }

@@ -101,10 +101,7 @@ int Edit::replaceText(const char* text)
 
 void Edit::setTextColor(unsigned short colour)
 {
-    if (m_textColor == colour)
-        return;
-    m_textColor = colour;
-    invalidateRect(nullptr);
+    setAndRepaint(m_textColor, colour);
 }
 
 int Edit::lineCount()

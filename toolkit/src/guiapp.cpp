@@ -92,6 +92,13 @@ WndBase* GuiApp::getWndById(int id)
     return nullptr;
 }
 
+const std::vector<MainWndBase*>& GuiApp::mainWindows() const
+{
+    static const std::vector<MainWndBase*> none;
+    lumi::Screen* s = lumi::screen();
+    return s ? s->mainWindows() : none;
+}
+
 MainWndBase* GuiApp::getTopWnd()
 {
     lumi::Screen* s = lumi::screen();
@@ -128,7 +135,7 @@ void GuiApp::deliver(LUMIMessage& msg)
         break;
     }
     if (msg.target)
-        msg.target->handleMessage(msg);
+        msg.target->dispatch(msg);
 }
 
 int GuiApp::dispatchMessages()

@@ -11,31 +11,44 @@
 
 namespace {
 
+// The running run-time. One per process: windows, the pointer sources and the
+// test input find the screen and the loop through it.
 GuiRT* s_instance = nullptr;
 
-// Feeds a backend's input to the toolkit whenever its descriptor is readable.
-class BackendInputHandler : public EventHandler {
-public:
-    void onRead(int) override
-    {
-        lumi::Screen* s = lumi::screen();
-        if (s && s->backend())
-            s->backend()->pumpInput();
-    }
-};
-
-BackendInputHandler s_backendInput;
-int s_pumpTimer = 0;
-int s_inputFd = -1;
-
-void pumpBackend(void*, int)
+void pumpBackend(lumi::Screen* screen)
 {
-    lumi::Screen* s = lumi::screen();
-    if (s && s->backend())
-        s->backend()->pumpInput();
+    if (screen && screen->backend())
+        screen->backend()->pumpInput();
 }
 
 }
+
+// Where input comes from: a backend with a descriptor is pumped when it is
+// readable, one without on a timer; scripts and tests may add the test-input
+// socket.
+struct GuiRT::InputPump : public EventHandler {
+    explicit InputPump(GuiRT& rt)
+        : m_rt(rt)
+    {
+    }
+    ~InputPump() override
+    {
+        testInput.reset();
+        if (inputFd >= 0)
+            m_rt.unregisterHandler(inputFd);
+        if (pumpTimer)
+            m_rt.delTimer(pumpTimer);
+    }
+    void onRead(int) override { pumpBackend(m_rt.screen()); }
+    static void onPumpTimer(void* pump, int) { pumpBackend(static_cast<InputPump*>(pump)->m_rt.screen()); }
+
+    int inputFd { -1 };
+    int pumpTimer { 0 };
+    std::unique_ptr<lumi::TestInputSocket> testInput;
+
+private:
+    GuiRT& m_rt;
+};
 
 lumi::Screen* lumi::screen()
 {
@@ -43,21 +56,14 @@ lumi::Screen* lumi::screen()
 }
 
 GuiRT::GuiRT()
+    : m_input(std::make_unique<InputPump>(*this))
 {
     s_instance = this;
 }
 
 GuiRT::~GuiRT()
 {
-    lumi::closeTestInput();
-    if (s_inputFd >= 0) {
-        unregisterHandler(s_inputFd);
-        s_inputFd = -1;
-    }
-    if (s_pumpTimer) {
-        delTimer(s_pumpTimer);
-        s_pumpTimer = 0;
-    }
+    m_input.reset();
     if (m_screen)
         m_screen->shutdown();
     m_screen.reset();
@@ -88,17 +94,17 @@ int GuiRT::init(int)
     m_screen = std::make_unique<lumi::Screen>(std::move(backend));
 
     if (lumi::DisplayBackend* b = m_screen->backend()) {
-        s_inputFd = b->inputFd();
-        if (s_inputFd >= 0)
-            registerHandler(s_inputFd, &s_backendInput);
+        m_input->inputFd = b->inputFd();
+        if (m_input->inputFd >= 0)
+            registerHandler(m_input->inputFd, m_input.get());
         if (b->pumpIntervalMs() > 0)
-            s_pumpTimer = addTimer(b->pumpIntervalMs(), pumpBackend, nullptr);
+            m_input->pumpTimer = addTimer(b->pumpIntervalMs(), &InputPump::onPumpTimer, m_input.get());
     }
 
     lumi::installTerminationHandlers();
 
     if (const char* input = std::getenv("LUMI_INPUT")) {
-        if (*input && lumi::openTestInput(input) != 0)
+        if (*input && openTestInput(input) != 0)
             result = -1;
     }
     return result;
@@ -108,4 +114,17 @@ void GuiRT::deliverKeyEvent(int key, unsigned int up)
 {
     if (GuiApp* app = theGuiApp())
         app->addMsg(LUMIMessage(nullptr, MSG_KEY, key, up ? 1 : 0));
+}
+
+int GuiRT::openTestInput(const char* path)
+{
+    // The old socket goes first, so that the same path can be opened again.
+    m_input->testInput.reset();
+    m_input->testInput = lumi::listenForTestInput(path);
+    return m_input->testInput ? 0 : -1;
+}
+
+void GuiRT::closeTestInput()
+{
+    m_input->testInput.reset();
 }

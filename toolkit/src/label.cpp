@@ -3,32 +3,10 @@
 #include <lumi/controls.h>
 
 Label::Label()
+    : TextControl(DT_VCENTER_LEFT, 0xFFFF)
 {
     // A label shows text; focus movement skips it.
     setAcceptFocus(false);
-}
-
-int Label::create(WndBase* parent, const Rect& rect, unsigned int style)
-{
-    return WndBase::create(parent, rect, style);
-}
-
-void Label::setText(const char* text, bool redraw)
-{
-    const char* value = text ? text : "";
-    if (m_text == value)
-        return;
-    m_text = value;
-    if (redraw)
-        invalidateRect(nullptr);
-}
-
-void Label::setTextColor(unsigned short colour)
-{
-    if (m_textColor == colour)
-        return;
-    m_textColor = colour;
-    invalidateRect(nullptr);
 }
 
 void Label::setBackColor(unsigned short colour)
@@ -38,14 +16,6 @@ void Label::setBackColor(unsigned short colour)
     // and labels are usually created transparent.
     m_hasBackColor = true;
     WndBase::setBackColor(colour);
-}
-
-void Label::setAlignFlag(unsigned int flags)
-{
-    if (m_align == flags)
-        return;
-    m_align = flags;
-    invalidateRect(nullptr);
 }
 
 int Label::onPaint()

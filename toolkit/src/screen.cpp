@@ -289,7 +289,7 @@ void Screen::deliverPointer(int x, int y, unsigned int flags)
     const Rect r = target->screenRect();
     LUMIMessage msg(target, MSG_MOUSE, x - r.left, static_cast<int>(flags));
     msg.extra = y - r.top;
-    target->handleMessage(msg);
+    target->dispatch(msg);
 }
 
 WndBase* Screen::keyTarget() const
@@ -322,7 +322,7 @@ void Screen::forget(WndBase* window)
     }
 }
 
-void Screen::forgetHidden(WndBase* window)
+void Screen::releaseCapture(WndBase* window)
 {
     if (m_capture && isInSubtree(m_capture, window))
         m_capture = nullptr;

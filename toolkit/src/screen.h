@@ -66,8 +66,9 @@ public:
 
     // Called by WndBase::destroy before a window leaves the tree.
     void forget(WndBase* window);
-    // Called when a window is hidden: it loses the pointer capture.
-    void forgetHidden(WndBase* window);
+    // Called when a window is hidden or disabled: it (and its children) lose
+    // the pointer capture.
+    void releaseCapture(WndBase* window);
     // Tells the main windows that became or stopped being the top window.
     void stackChanged();
     // Windows destroyed and waiting to be deleted.

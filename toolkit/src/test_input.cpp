@@ -246,7 +246,7 @@ namespace {
     };
 
     // The listening socket and its clients.
-    class Server final : public EventHandler {
+    class Server final : public EventHandler, public TestInputSocket {
     public:
         ~Server() override
         {
@@ -414,29 +414,17 @@ namespace {
             m_line.push_back(c);
         }
     }
-
-    // One socket per program, owned here between openTestInput and closeTestInput.
-    std::unique_ptr<Server> s_server;
-
 }
 
-int openTestInput(const char* path)
+std::unique_ptr<TestInputSocket> listenForTestInput(const char* path)
 {
-    closeTestInput();
     if (!path || !*path) {
         report("no socket path", "");
-        return -1;
+        return nullptr;
     }
     auto server = std::make_unique<Server>();
     if (!server->listen(path))
-        return -1;
-    s_server = std::move(server);
-    return 0;
+        return nullptr;
+    return server;
 }
-
-void closeTestInput()
-{
-    s_server.reset();
-}
-
 }

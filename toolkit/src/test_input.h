@@ -12,6 +12,7 @@
 // Words are separated by blanks; numbers are decimal. Blank lines and lines
 // starting with '#' are ignored. Lines are at most kMaxInputLine bytes.
 
+#include <memory>
 #include <string>
 
 namespace lumi {
@@ -32,12 +33,15 @@ struct InputCommand {
 // false with the reason in error for anything malformed. Safe on any bytes.
 bool parseInputCommand(const std::string& line, InputCommand& out, std::string& error);
 
+// A listening test-input socket served from the running GuiRT's loop.
+// Deleting it closes the socket and every client and removes the socket file.
+class TestInputSocket {
+public:
+    virtual ~TestInputSocket() = default;
+};
+
 // Listens on a new socket at path (a stale socket there is replaced; any
 // other file is left alone and makes this fail), readable and writable by the
-// owner only, and serves it from the running GuiRT's loop. 0 on success, -1
-// (with a line on stderr) on failure.
-int openTestInput(const char* path);
-// Closes the socket and every client and removes the socket file.
-void closeTestInput();
-
+// owner only. Null (with a line on stderr) on failure.
+std::unique_ptr<TestInputSocket> listenForTestInput(const char* path);
 }

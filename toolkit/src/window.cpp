@@ -23,6 +23,21 @@ WndBase::~WndBase()
         s->unbury(this);
 }
 
+int WndBase::dispatch(LUMIMessage& msg)
+{
+    switch (msg.id) {
+    case MSG_KEY:
+    case MSG_CHAR:
+    case MSG_MOUSE:
+        if (!isEnabled())
+            return 0;
+        break;
+    default:
+        break;
+    }
+    return handleMessage(msg);
+}
+
 int WndBase::handleMessage(LUMIMessage& msg)
 {
     switch (msg.id) {
@@ -110,8 +125,6 @@ int WndBase::onKeyUp(int key, int state)
 
 int WndBase::onMouseEvent(int x, int y, unsigned int flags)
 {
-    if (isStyle(WS_DISABLED))
-        return 0;
     Rect client;
     getClientRect(client);
     const bool inside = client.ptInRect(x, y);
@@ -314,9 +327,44 @@ void WndBase::setBackColor(unsigned short colour)
 void WndBase::setStyle(unsigned int bits)
 {
     const bool wasVisible = isVisible();
+    const bool wasDisabled = isStyle(WS_DISABLED);
     m_style |= bits;
     if (wasVisible != isVisible() || (bits & WS_DISABLED))
         invalidateRect(nullptr);
+    if ((bits & WS_DISABLED) && !wasDisabled)
+        dropInputState();
+}
+
+void WndBase::dropInputState()
+{
+    if (!m_created)
+        return;
+    // A window that takes no input must not hold on to the keys: the focus
+    // goes to the next sibling that takes it, or nowhere.
+    MainWndBase* main = getMainWnd();
+    WndBase* focus = main ? main->m_focus : nullptr;
+    for (WndBase* w = focus; w; w = w->m_parent) {
+        if (w != this)
+            continue;
+        WndBase* next = m_parent ? neighbour(FocusNext) : nullptr;
+        if (next) {
+            next->setFocus();
+        } else {
+            main->m_focus = nullptr;
+            focus->setStatusBits(WS_FOCUSED, false);
+            focus->onFocus(false);
+        }
+        break;
+    }
+    // Nor on the pointer: a release it would no longer see must not leave
+    // it captured or looking pressed.
+    if (lumi::Screen* s = lumi::screen())
+        s->releaseCapture(this);
+    m_pressed = false;
+    if (isStatus(WS_PRESSED)) {
+        setStatusBits(WS_PRESSED, false);
+        onMouseStatusChanged();
+    }
 }
 
 void WndBase::unsetStyle(unsigned int bits)
@@ -339,7 +387,16 @@ void WndBase::setStatusBits(unsigned int bits, bool on)
 
 bool WndBase::acceptsFocus() const
 {
-    return m_acceptFocus && m_parent && m_created && !m_destroyed && isVisible() && !isStyle(WS_DISABLED);
+    return m_acceptFocus && m_parent && m_created && !m_destroyed && isVisible() && isEnabled();
+}
+
+bool WndBase::isEnabled() const
+{
+    for (const WndBase* w = this; w; w = w->m_parent) {
+        if (w->m_style & WS_DISABLED)
+            return false;
+    }
+    return true;
 }
 
 void WndBase::setFocus()
@@ -347,7 +404,7 @@ void WndBase::setFocus()
     if (!m_created || !m_parent)
         return;
     MainWndBase* main = getMainWnd();
-    if (!main || !m_acceptFocus)
+    if (!main || !m_acceptFocus || !isEnabled())
         return;
     WndBase* old = main->m_focus;
     if (old == this)
@@ -366,8 +423,18 @@ void WndBase::setFocus()
 
 bool WndBase::moveFocus(FocusDirection direction)
 {
-    if (!m_parent)
+    WndBase* best = neighbour(direction);
+    if (!best)
         return false;
+    m_parent->onKeyChangeFocus(this, best, direction);
+    best->setFocus();
+    return true;
+}
+
+WndBase* WndBase::neighbour(FocusDirection direction) const
+{
+    if (!m_parent)
+        return nullptr;
     const auto& siblings = m_parent->m_children;
     WndBase* best = nullptr;
     if (direction == FocusNext || direction == FocusPrev) {
@@ -408,11 +475,7 @@ bool WndBase::moveFocus(FocusDirection direction)
             }
         }
     }
-    if (!best)
-        return false;
-    m_parent->onKeyChangeFocus(this, best, direction);
-    best->setFocus();
-    return true;
+    return best;
 }
 
 void WndBase::showWindow(bool show)
@@ -435,7 +498,7 @@ void WndBase::showWindow(bool show)
             s->invalidate(s->visibleRegion(this));
         m_style &= ~WS_VISIBLE;
         if (s)
-            s->forgetHidden(this);
+            s->releaseCapture(this);
     }
     if (s && m_isMain)
         s->stackChanged();

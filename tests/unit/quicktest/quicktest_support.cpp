@@ -5,8 +5,6 @@
 #include "widgets/pelbutton.h"
 #include "widgets/pelsmoothgrid.h"
 
-#include "test_input.h"
-
 #include <lumi/controls.h>
 
 #include <cstdio>
@@ -106,7 +104,7 @@ void QuickTestFixture::TearDown()
         close(client);
     client = -1;
     if (inputOpen)
-        lumi::closeTestInput();
+        rt->closeTestInput();
     inputOpen = false;
     lumitest::ToolkitTest::TearDown();
     if (!previousDir.empty() && chdir(previousDir.c_str()) != 0)
@@ -150,7 +148,7 @@ std::string QuickTestFixture::boxText() const
 int QuickTestFixture::boxCount() const
 {
     int n = 0;
-    for (MainWndBase* w : lumi::screen()->mainWindows())
+    for (MainWndBase* w : mainWindows())
         n += dynamic_cast<PmpMsgBox*>(w) ? 1 : 0;
     return n;
 }
@@ -158,7 +156,7 @@ int QuickTestFixture::boxCount() const
 void QuickTestFixture::openOperator()
 {
     const std::string path = tmp.file("input.sock");
-    ASSERT_EQ(lumi::openTestInput(path.c_str()), 0);
+    ASSERT_EQ(rt->openTestInput(path.c_str()), 0);
     inputOpen = true;
     client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     ASSERT_GE(client, 0);

@@ -15,7 +15,6 @@
 #include "widgets/pelmsgbox.h"
 
 #include "lumi_test.h"
-#include "screen.h"
 
 #include <lumi/lumi.h>
 

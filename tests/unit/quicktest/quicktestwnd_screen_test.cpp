@@ -525,7 +525,7 @@ TEST_F(QuickTestScreenTest, TheListGlidesOnlyWhileTheWindowIsOnTop)
 
     // A slow 20-pixel drag up, let go with speed: the list should glide on
     // by 20 * 1000 / 200 = 100 pixels, but not while another window is on top.
-    Mouse* mouse = lumi::screen()->virtualMouse();
+    Mouse* mouse = pointerSource();
     mouse->addPoint(MousePoint { 100, 300, 0, 500 }, true);
     settle();
     nowMs += 100;

@@ -1,6 +1,5 @@
 #include "lumi_test.h"
 
-#include "screen.h"
 #include "shell/dummywindow.h"
 #include "shell/pelguiapp.h"
 
@@ -311,10 +310,7 @@ TEST_F(PelGuiAppTest, CoverIsPaintedOnceSoTheExternalProgramKeepsTheScreen)
     ASSERT_NE(pel().dummyWindow, nullptr);
     EXPECT_FALSE(pel().dummyWindow->needPaint);
     // The external program draws straight into the frame buffer.
-    lumi::Screen* s = lumi::screen();
-    const_cast<uint16_t*>(s->pixels())[10 * 800 + 10] = 0x1234;
-    s->addFlush(Rect(10, 10, 11, 11));
-    s->flush();
+    drawBehindToolkit(10, 10, 0x1234);
     pel().dummyWindow->invalidateRect(nullptr);
     settle();
     EXPECT_EQ(shownPixel(10, 10), 0x1234);

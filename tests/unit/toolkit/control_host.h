@@ -34,6 +34,7 @@ public:
         return rc;
     }
 
+protected:
     int onNotify(WndBase* from, int code, int param) override
     {
         notes.push_back(Notification { from, code, param });
@@ -60,6 +61,7 @@ public:
         return MainWndBase::onDrawBackground(dc, rect, child);
     }
 
+public:
     int clicksFrom(const WndBase* w) const
     {
         int n = 0;

@@ -142,7 +142,7 @@ TEST_F(EditTest, ReplaceTextInsertsAtTheCaretAndLeavesTheCaretAfterIt)
     EXPECT_EQ(edit->caretPos(), 11);
 
     // Move the caret back by deleting a character, then insert there.
-    edit->onChar(VK_Back);
+    typeChar(edit, VK_Back);
     EXPECT_STREQ(edit->getText(), "hello worl");
     ASSERT_EQ(edit->replaceText("D!"), 0);
     EXPECT_STREQ(edit->getText(), "hello worlD!");
@@ -302,10 +302,10 @@ TEST_F(EditTest, BackspaceDeletesTheWholeCharacterBeforeTheCaret)
 {
     Edit* edit = makeLogBox();
     edit->setText("a中");
-    edit->onChar(VK_Back);
+    typeChar(edit, VK_Back);
     EXPECT_STREQ(edit->getText(), "a");
-    edit->onChar(VK_Back);
-    edit->onChar(VK_Back);   // nothing left: no effect
+    typeChar(edit, VK_Back);
+    typeChar(edit, VK_Back); // nothing left: no effect
     EXPECT_STREQ(edit->getText(), "");
     EXPECT_EQ(edit->caretPos(), 0);
 }
@@ -313,11 +313,11 @@ TEST_F(EditTest, BackspaceDeletesTheWholeCharacterBeforeTheCaret)
 TEST_F(EditTest, NonAsciiCharactersAreInsertedAsUtf8AndControlCharactersIgnored)
 {
     Edit* edit = makeLogBox();
-    edit->onChar(static_cast<short>(0x4E2D));   // 中
-    edit->onChar(27);
-    edit->onChar(127);
-    edit->onChar('\n');
-    edit->onChar('x');
+    typeChar(edit, 0x4E2D); // 中
+    typeChar(edit, 27);
+    typeChar(edit, 127);
+    typeChar(edit, '\n');
+    typeChar(edit, 'x');
     EXPECT_STREQ(edit->getText(), "中\nx");
 }
 
@@ -329,7 +329,7 @@ TEST_F(EditTest, TypingScrollsTheCaretLineIntoView)
         text += "line\n";
     edit->setText(text.c_str());
     ASSERT_EQ(edit->topLine(), 0);
-    edit->onChar('x');   // on line 30, after the final newline
+    typeChar(edit, 'x'); // on line 30, after the final newline
     int first = 0;
     int last = 0;
     edit->visibleLines(&first, &last);

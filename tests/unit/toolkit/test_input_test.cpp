@@ -166,11 +166,11 @@ protected:
         ASSERT_EQ(window.create(Rect(0, 0, screenWidth, screenHeight), WS_VISIBLE, 101), 0);
         settle();
         socketPath = tmp.file("input.sock");
-        ASSERT_EQ(lumi::openTestInput(socketPath.c_str()), 0);
+        ASSERT_EQ(rt->openTestInput(socketPath.c_str()), 0);
     }
     void TearDown() override
     {
-        lumi::closeTestInput();
+        rt->closeTestInput();
         if (window.isCreated())
             window.destroy();
         ToolkitTest::TearDown();
@@ -299,7 +299,7 @@ TEST_F(TestInputSocketTest, AcceptsALineSplitOverSeveralWrites)
 
 TEST_F(TestInputSocketTest, CloseRemovesTheSocketFile)
 {
-    lumi::closeTestInput();
+    rt->closeTestInput();
     struct stat st { };
     EXPECT_NE(lstat(socketPath.c_str(), &st), 0);
     EXPECT_LT(connectClient(), 0);
@@ -307,7 +307,7 @@ TEST_F(TestInputSocketTest, CloseRemovesTheSocketFile)
 
 TEST_F(TestInputSocketTest, ReplacesAStaleSocketLeftByAnEarlierRun)
 {
-    lumi::closeTestInput();
+    rt->closeTestInput();
     // A socket file nobody listens on any more.
     int stale = socket(AF_UNIX, SOCK_STREAM, 0);
     ASSERT_GE(stale, 0);
@@ -317,14 +317,14 @@ TEST_F(TestInputSocketTest, ReplacesAStaleSocketLeftByAnEarlierRun)
     ASSERT_EQ(bind(stale, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
     close(stale);
 
-    ASSERT_EQ(lumi::openTestInput(socketPath.c_str()), 0);
+    ASSERT_EQ(rt->openTestInput(socketPath.c_str()), 0);
     send("key 28 down\n");
     ASSERT_TRUE(pumpUntil([&] { return window.keys.size() >= 1; }));
 }
 
 TEST_F(TestInputSocketTest, LeavesAnOrdinaryFileAtThePathAlone)
 {
-    lumi::closeTestInput();
+    rt->closeTestInput();
     const std::string path = tmp.file("not-a-socket");
     FILE* file = std::fopen(path.c_str(), "w");
     ASSERT_NE(file, nullptr);
@@ -332,7 +332,7 @@ TEST_F(TestInputSocketTest, LeavesAnOrdinaryFileAtThePathAlone)
     std::fclose(file);
 
     testing::internal::CaptureStderr();
-    EXPECT_EQ(lumi::openTestInput(path.c_str()), -1);
+    EXPECT_EQ(rt->openTestInput(path.c_str()), -1);
     std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_NE(errors.find("not a socket"), std::string::npos) << errors;
     EXPECT_EQ(toolkittest::readText(path), "keep me");
@@ -340,9 +340,9 @@ TEST_F(TestInputSocketTest, LeavesAnOrdinaryFileAtThePathAlone)
 
 TEST_F(TestInputSocketTest, RefusesAPathTooLongForASocket)
 {
-    lumi::closeTestInput();
+    rt->closeTestInput();
     testing::internal::CaptureStderr();
-    EXPECT_EQ(lumi::openTestInput((tmp.path() + "/" + std::string(200, 's')).c_str()), -1);
+    EXPECT_EQ(rt->openTestInput((tmp.path() + "/" + std::string(200, 's')).c_str()), -1);
     std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_NE(errors.find("too long"), std::string::npos) << errors;
 }
@@ -397,12 +397,11 @@ TEST(TestInputWithoutRunTime, RefusesToListenAndCreatesNoSocket)
     ASSERT_EQ(GuiRT::instance(), nullptr);
     lumitest::TempDir tmp;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(lumi::openTestInput(tmp.file("input.sock").c_str()), -1);
+    EXPECT_EQ(lumi::listenForTestInput(tmp.file("input.sock").c_str()), nullptr);
     std::string errors = testing::internal::GetCapturedStderr();
     EXPECT_NE(errors.find("no run-time"), std::string::npos) << errors;
     struct stat st { };
     EXPECT_NE(lstat(tmp.file("input.sock").c_str(), &st), 0);
-    lumi::closeTestInput(); // nothing open: nothing happens
 }
 
 }

@@ -1,7 +1,5 @@
 #include "lumi_test.h"
 
-#include "screen.h"
-
 #include <string>
 #include <vector>
 
@@ -90,6 +88,16 @@ public:
         statusChanges.push_back(isStatus(WS_PRESSED));
         return 0;
     }
+    int onChar(short ch) override
+    {
+        chars.push_back(ch);
+        return 0;
+    }
+    int onCommand(LUMIMessage& msg) override
+    {
+        commands.push_back(msg.param1);
+        return 0;
+    }
     struct Event {
         int x, y;
         unsigned int flags;
@@ -100,6 +108,8 @@ public:
     std::vector<Event> pointer;
     std::vector<bool> focusChanges;
     std::vector<bool> statusChanges;
+    std::vector<short> chars;
+    std::vector<int> commands;
 };
 
 class Unfocusable : public Box {
@@ -122,9 +132,14 @@ protected:
         EXPECT_EQ(b->create(parent, r, style), 0);
         return b;
     }
-    void press(int x, int y) { lumi::screen()->virtualMouse()->addPoint(MousePoint { short(x), short(y), 0, 500 }, true); }
-    void move(int x, int y) { press(x, y); }
-    void release(int x, int y) { lumi::screen()->virtualMouse()->addPoint(MousePoint { short(x), short(y), 0, 0 }, false); }
+    // Focuses w, then disables it: it must lose the focus and be told so.
+    static void focusThenDisable(Box* w)
+    {
+        w->setFocus();
+        w->setStyle(WS_DISABLED);
+        EXPECT_FALSE(w->hasFocus());
+        EXPECT_EQ(w->focusChanges, (std::vector<bool> { true, false }));
+    }
 };
 
 }
@@ -467,6 +482,119 @@ TEST_F(WindowTest, DisabledWindowIgnoresThePointer)
     release(150, 150);
     settle();
     EXPECT_FALSE(a->hasFocus());
+    EXPECT_TRUE(p->notes.empty());
+}
+
+TEST_F(WindowTest, DisabledWindowGetsNoKeysNorCharactersEvenWhenAddressed)
+{
+    Panel* p = makePanel();
+    Box* a = makeChild(p, Rect(0, 0, 50, 50), 0x06 | WS_DISABLED);
+    post(a, MSG_KEY, 'x', 0);
+    post(a, MSG_KEY, 'x', 1);
+    post(a, MSG_CHAR, 'y');
+    EXPECT_EQ(deliverNow(a, MSG_MOUSE, 5, MOUSE_PRESS), 0);
+    EXPECT_TRUE(a->keys.empty());
+    EXPECT_TRUE(a->chars.empty());
+    EXPECT_TRUE(a->pointer.empty());
+    EXPECT_TRUE(p->keys.empty()) << "dropped, not passed on";
+
+    a->unsetStyle(WS_DISABLED);
+    post(a, MSG_KEY, 'x', 0);
+    post(a, MSG_CHAR, 'y');
+    EXPECT_EQ(a->keys, (std::vector<int> { 'x' }));
+    EXPECT_EQ(a->chars, (std::vector<short> { 'y' }));
+}
+
+TEST_F(WindowTest, DisabledWindowStillGetsMessagesThatAreNotInput)
+{
+    Panel* p = makePanel();
+    Box* a = makeChild(p, Rect(0, 0, 50, 50), 0x06 | WS_DISABLED);
+    sendCommand(a, 112);
+    EXPECT_EQ(a->commands, (std::vector<int> { 112 }));
+}
+
+TEST_F(WindowTest, ChildrenOfADisabledWindowGetNoInputAndNoFocus)
+{
+    Panel* p = makePanel();
+    Box* group = makeChild(p, Rect(100, 100, 300, 300));
+    Box* inner = makeChild(group, Rect(10, 10, 60, 60));
+    group->setStyle(WS_DISABLED);
+    EXPECT_FALSE(inner->isEnabled());
+    EXPECT_FALSE(inner->acceptsFocus());
+    inner->setFocus();
+    EXPECT_FALSE(inner->hasFocus());
+    tap(120, 120);
+    post(inner, MSG_CHAR, 'y');
+    EXPECT_TRUE(inner->pointer.empty());
+    EXPECT_TRUE(inner->chars.empty());
+    EXPECT_TRUE(p->notes.empty());
+}
+
+TEST_F(WindowTest, DisablingTheFocusedWindowMovesTheFocusToTheNextSibling)
+{
+    Panel* p = makePanel();
+    Box* a = makeChild(p, Rect(0, 0, 10, 10));
+    Box* b = makeChild(p, Rect(20, 0, 30, 10));
+    Box* c = makeChild(p, Rect(40, 0, 50, 10));
+    focusThenDisable(b);
+    EXPECT_TRUE(c->hasFocus());
+    EXPECT_EQ(p->getFocusWnd(), c);
+    tapKey('k');
+    EXPECT_TRUE(b->keys.empty());
+    EXPECT_EQ(c->keys, (std::vector<int> { 'k' }));
+
+    // After the last one the search wraps to the first.
+    c->setStyle(WS_DISABLED);
+    EXPECT_TRUE(a->hasFocus());
+}
+
+TEST_F(WindowTest, DisablingTheOnlyFocusableWindowLeavesNoFocus)
+{
+    Panel* p = makePanel();
+    Box* only = makeChild(p, Rect(0, 0, 10, 10));
+    makeChild<Unfocusable>(p, Rect(20, 0, 30, 10));
+    focusThenDisable(only);
+    EXPECT_EQ(p->getFocusWnd(), nullptr);
+    tapKey('k');
+    EXPECT_TRUE(only->keys.empty());
+    EXPECT_EQ(p->keys, (std::vector<int> { 'k' })) << "keys go to the top window itself";
+}
+
+TEST_F(WindowTest, DisablingAParentOfTheFocusedWindowHandsTheFocusToTheParentsSibling)
+{
+    Panel* p = makePanel();
+    // A group box holding the focused control, and a control beside the group.
+    Box* group = makeChild(p, Rect(0, 0, 100, 100));
+    auto* inner = makeChild<Box>(group, Rect(10, 10, 20, 20));
+    auto* next = makeChild<Box>(p, Rect(200, 0, 300, 100));
+    inner->setFocus();
+    group->setStyle(WS_DISABLED);
+    EXPECT_FALSE(inner->hasFocus());
+    EXPECT_TRUE(next->hasFocus());
+}
+
+TEST_F(WindowTest, DisablingAWindowThatIsNotFocusedLeavesTheFocusAlone)
+{
+    Panel* p = makePanel();
+    Box* a = makeChild(p, Rect(0, 0, 10, 10));
+    Box* b = makeChild(p, Rect(20, 0, 30, 10));
+    a->setFocus();
+    b->setStyle(WS_DISABLED);
+    EXPECT_TRUE(a->hasFocus());
+    EXPECT_EQ(a->focusChanges, (std::vector<bool> { true }));
+}
+
+TEST_F(WindowTest, DisablingAPressedWindowLetsGoOfThePointerWithoutAClick)
+{
+    Panel* p = makePanel();
+    Box* a = makeChild(p, Rect(100, 100, 200, 200));
+    press(150, 150);
+    ASSERT_TRUE(a->isStatus(WS_PRESSED));
+    a->setStyle(WS_DISABLED);
+    EXPECT_FALSE(a->isStatus(WS_PRESSED));
+    EXPECT_EQ(a->statusChanges, (std::vector<bool> { true, false }));
+    release(150, 150);
+    EXPECT_EQ(a->pointer.size(), 1u) << "only the press reached it";
     EXPECT_TRUE(p->notes.empty());
 }
 

@@ -86,15 +86,20 @@ TEST_F(PelEditTest, BackgroundIsFilledWithTheEditColourOnlyWithTheWhiteOnBlackSt
     dark->setEditBGColor(0xDEDB);
     plain->setEditBGColor(0xDEDB);
 
+    // What a window inside each box gets when it asks for its background.
+    auto* inPlain = new WndBase;
+    ASSERT_EQ(inPlain->create(plain, Rect(0, 0, 20, 10), kShown), 0);
+    auto* inDark = new WndBase;
+    ASSERT_EQ(inDark->create(dark, Rect(0, 0, 20, 10), kShown), 0);
     MemDC mem;
     ASSERT_EQ(mem.create(Rect(0, 0, 20, 10), nullptr), 0);
     mem.fillRect(Rect(0, 0, 20, 10), 0x1234);
     const Rect part(2, 2, 8, 6);
 
-    EXPECT_EQ(plain->onDrawBackground(&mem, &part, plain), 0);
+    inPlain->redrawBackground(mem, &part, inPlain);
     EXPECT_EQ(mem.getPixel(4, 4), 0x1234) << "draws nothing without the style";
 
-    EXPECT_EQ(dark->onDrawBackground(&mem, &part, dark), 0);
+    inDark->redrawBackground(mem, &part, inDark);
     EXPECT_EQ(mem.getPixel(2, 2), 0xDEDB);
     EXPECT_EQ(mem.getPixel(7, 5), 0xDEDB);
     EXPECT_EQ(mem.getPixel(8, 5), 0x1234);
@@ -143,7 +148,7 @@ TEST_F(PelEditTest, PrintableKeyIsQueuedAsACharacterBeforeTheToolkitHandlesTheKe
     settle();
     ASSERT_EQ(app->pendingMessages(), 0);
 
-    EXPECT_EQ(e->onKeydown(65, 0), 0);
+    EXPECT_EQ(deliverNow(e, MSG_KEY, 65, 0), 0);
     // The toolkit's handling passed the key on to the owner; by then the
     // character message for 'A' was already queued.
     ASSERT_EQ(owner->keys.size(), 1u);
@@ -160,7 +165,7 @@ TEST_F(PelEditTest, DeleteKeyCode127IsNotTurnedIntoACharacter)
     PelEdit* e = makeEdit(kShown);
     e->setFocus();
     settle();
-    e->onKeydown(127, 0);
+    deliverNow(e, MSG_KEY, 127, 0);
     ASSERT_EQ(owner->keys.size(), 1u);
     EXPECT_EQ(owner->keys[0], 127) << "the toolkit still handles the key";
     EXPECT_EQ(owner->pendingAtKey[0], 0);
@@ -174,7 +179,7 @@ TEST_F(PelEditTest, OnlyKeyCodes32To126AreTyped)
     settle();
     for (int key : { 31, 32, 126, 127, 128, 129 }) {
         const int before = app->pendingMessages();
-        e->onKeydown(key, 0);
+        deliverNow(e, MSG_KEY, key, 0);
         const bool typed = app->pendingMessages() > before;
         EXPECT_EQ(typed, key >= 32 && key <= 126) << "key " << key;
     }

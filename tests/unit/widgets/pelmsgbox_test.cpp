@@ -497,7 +497,7 @@ TEST_F(PmpMsgBoxTest, TheCommandIsQueuedAndArrivesAfterTheBoxHasGone)
     PmpMsgBox* box = openBox(kQuestion, "OK?");
     box->setCommandId(PMB_EVENT_BTN1, 111);
     ASSERT_EQ(app->pendingMessages(), 0);
-    EXPECT_EQ(box->onKeydown(VK_Select, 0), 0);
+    EXPECT_EQ(deliverNow(box, MSG_KEY, VK_Select, 0), 0);
     EXPECT_TRUE(owner->commands.empty()) << "not delivered during the box's own handling";
     EXPECT_EQ(app->pendingMessages(), 1);
     settle();
@@ -566,10 +566,12 @@ TEST_F(PmpMsgBoxTest, TicksOfOtherTimersAreIgnored)
 {
     PmpMsgBox* box = openBox(kNotice, "Waiting");
     box->setTimeOut(1000);
-    EXPECT_EQ(box->onTimer(box->timerId() + 1000), 0);
-    EXPECT_EQ(box->onTimer(0), 0);
-    settle();
-    EXPECT_TRUE(boxOpen());
+    const int other = box->setTimer(100);
+    ASSERT_NE(other, 0);
+    advance(950, 50);
+    EXPECT_TRUE(boxOpen()) << "nine ticks of another timer did not close it";
+    advance(50, 50);
+    EXPECT_FALSE(boxOpen()) << "its own time-out still does";
 }
 
 TEST_F(PmpMsgBoxTest, WithoutAParentEnterClosesTheBoxAndSendsNothing)
@@ -579,7 +581,7 @@ TEST_F(PmpMsgBoxTest, WithoutAParentEnterClosesTheBoxAndSendsNothing)
     box->showWindow(true);
     box->setCommandId(PMB_EVENT_BTN1, 111);
     settle();
-    box->onKeydown(VK_Select, 0);
+    deliverNow(box, MSG_KEY, VK_Select, 0);
     EXPECT_EQ(app->pendingMessages(), 0);
     settle();
     EXPECT_FALSE(boxOpen());
@@ -590,14 +592,14 @@ TEST_F(PmpMsgBoxTest, NotificationsOtherThanAClickFromItsButtonsAreIgnored)
 {
     PmpMsgBox* box = openBox(kQuestion, "OK?");
     box->setCommandId(PMB_EVENT_BTN1, 111);
-    EXPECT_EQ(box->onNotify(box->button(1), 128, 1), 0);
-    EXPECT_EQ(box->onNotify(owner, NOTIFY_CLICKED, 0), 0);
-    EXPECT_EQ(box->onNotify(nullptr, NOTIFY_CLICKED, 0), 0);
+    EXPECT_EQ(deliverNow(box, MSG_NOTIFY, 128, 1, box->button(1)), 0);
+    EXPECT_EQ(deliverNow(box, MSG_NOTIFY, NOTIFY_CLICKED, 0, owner), 0);
+    EXPECT_EQ(deliverNow(box, MSG_NOTIFY, NOTIFY_CLICKED, 0, nullptr), 0);
     settle();
     EXPECT_TRUE(boxOpen());
     EXPECT_TRUE(owner->commands.empty());
 
-    EXPECT_EQ(box->onNotify(box->button(1), NOTIFY_CLICKED, 0), 0);
+    EXPECT_EQ(deliverNow(box, MSG_NOTIFY, NOTIFY_CLICKED, 0, box->button(1)), 0);
     settle();
     EXPECT_FALSE(boxOpen());
     ASSERT_EQ(owner->commands.size(), 1u);
@@ -661,8 +663,8 @@ TEST_F(PmpMsgBoxTest, BackgroundRequestsDrawNothing)
     ASSERT_EQ(mem.create(Rect(0, 0, 8, 8), nullptr), 0);
     mem.fillRect(Rect(0, 0, 8, 8), 0x1234);
     const Rect all(0, 0, 8, 8);
-    EXPECT_EQ(box->onDrawBackground(&mem, &all, box->label()), 0);
-    EXPECT_EQ(box->onDrawBackground(&mem, &all, box), 0);
+    // What the label (a transparent child) gets when it asks the box.
+    box->label()->redrawBackground(mem, &all, box->label());
     EXPECT_EQ(mem.getPixel(3, 3), 0x1234);
 }
 

@@ -26,6 +26,7 @@ struct Command {
 
 class OwnerWnd : public controltest::HostWnd {
 public:
+protected:
     int onCommand(LUMIMessage& msg) override
     {
         commands.push_back(Command { msg.param1, onlyMainWindow() });
@@ -39,6 +40,7 @@ public:
         return controltest::HostWnd::onKeydown(key, state);
     }
 
+public:
     int notesWith(int code) const
     {
         int n = 0;

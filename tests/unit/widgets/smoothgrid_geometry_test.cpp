@@ -385,11 +385,10 @@ TEST_F(SmoothGridGeometryTest, StretchStyleInColumnMajorOrderLengthensTheLastCel
     EXPECT_EQ(r.bottom, 66);
 }
 
-TEST_F(SmoothGridGeometryTest, ActivationNotifiesTheSelectedItemNotTheArgument)
+TEST_F(SmoothGridGeometryTest, ActivationNotifiesTheSelectedItem)
 {
     ProbeGrid* grid = makeList(7, 5);
-    grid->m_selected = 3;
-    EXPECT_EQ(grid->onSelect(5), 0);
+    activate(grid, 3);
     ASSERT_EQ(host->notes.size(), 1u);
     EXPECT_EQ(host->notes[0].code, GRID_NOTIFY_ACTIVATE);
     EXPECT_EQ(host->notes[0].param, 3);
@@ -399,10 +398,8 @@ TEST_F(SmoothGridGeometryTest, ActivationNotifiesTheSelectedItemNotTheArgument)
 TEST_F(SmoothGridGeometryTest, ActivationOfASelectionOutsideTheListSendsNothing)
 {
     ProbeGrid* grid = makeList(7, 5);
-    grid->m_selected = 7;
-    grid->onSelect(7);
-    grid->m_selected = -1;
-    grid->onSelect(0);
+    activate(grid, 7);
+    activate(grid, -1);
     EXPECT_TRUE(host->notes.empty());
 }
 
@@ -410,9 +407,9 @@ TEST_F(SmoothGridGeometryTest, MultiSelectionTogglesItemsInOrderWithoutNotifying
 {
     ProbeGrid* grid = makeList(7, 5);
     grid->setMutiselectionMode(true);
-    grid->onSelect(4);
-    grid->onSelect(2);
-    grid->onSelect(6);
+    activate(grid, 4);
+    activate(grid, 2);
+    activate(grid, 6);
     ASSERT_EQ(grid->m_multiSelected.size(), 3);
     EXPECT_EQ(grid->m_multiSelected[0], 4);
     EXPECT_EQ(grid->m_multiSelected[1], 2);
@@ -426,9 +423,9 @@ TEST_F(SmoothGridGeometryTest, SelectingTheSameItemTwiceInMultiSelectionLeavesIt
 {
     ProbeGrid* grid = makeList(7, 5);
     grid->setMutiselectionMode(true);
-    grid->onSelect(3);
+    activate(grid, 3);
     EXPECT_TRUE(grid->inMultiselection(3));
-    grid->onSelect(3);
+    activate(grid, 3);
     EXPECT_FALSE(grid->inMultiselection(3));
     EXPECT_EQ(grid->m_multiSelected.size(), 0);
 }
@@ -437,8 +434,8 @@ TEST_F(SmoothGridGeometryTest, RemovingAnUnselectedIndexReturnsMinusOneAndChange
 {
     ProbeGrid* grid = makeList(7, 5);
     grid->setMutiselectionMode(true);
-    grid->onSelect(1);
-    grid->onSelect(5);
+    activate(grid, 1);
+    activate(grid, 5);
     EXPECT_EQ(grid->delFromMultiselection(3), -1);
     ASSERT_EQ(grid->m_multiSelected.size(), 2);
     EXPECT_EQ(grid->m_multiSelected[0], 1);
@@ -452,13 +449,13 @@ TEST_F(SmoothGridGeometryTest, LeavingMultiSelectionModeClearsTheSelection)
 {
     ProbeGrid* grid = makeList(7, 5);
     grid->setMutiselectionMode(true);
-    grid->onSelect(1);
-    grid->onSelect(2);
+    activate(grid, 1);
+    activate(grid, 2);
     grid->setMutiselectionMode(false);
     EXPECT_FALSE(grid->m_multiselection);
     EXPECT_EQ(grid->m_multiSelected.size(), 0);
     grid->setMutiselectionMode(true);
-    grid->onSelect(4);
+    activate(grid, 4);
     grid->multiselectionOpOver();
     EXPECT_EQ(grid->m_multiSelected.size(), 0);
     EXPECT_TRUE(grid->m_multiselection);

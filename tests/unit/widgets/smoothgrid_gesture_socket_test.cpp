@@ -4,8 +4,6 @@
 
 #include "smoothgrid_support.h"
 
-#include "test_input.h"
-
 #include <cstring>
 #include <string>
 #include <sys/socket.h>
@@ -22,7 +20,7 @@ protected:
     {
         SmoothGridTest::SetUp();
         socketPath = tmp.file("input.sock");
-        ASSERT_EQ(lumi::openTestInput(socketPath.c_str()), 0);
+        ASSERT_EQ(rt->openTestInput(socketPath.c_str()), 0);
         client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         ASSERT_GE(client, 0);
         sockaddr_un address {};
@@ -38,7 +36,7 @@ protected:
     {
         if (client >= 0)
             close(client);
-        lumi::closeTestInput();
+        rt->closeTestInput();
         SmoothGridTest::TearDown();
     }
 

@@ -10,12 +10,7 @@ namespace {
 
 class SmoothGridKeysTest : public SmoothGridTest {
 protected:
-    void key(int code)
-    {
-        rt->deliverKeyEvent(code, 0);
-        rt->deliverKeyEvent(code, 1);
-        settle();
-    }
+    void key(int code) { tapKey(code); }
 
     // A one-column list at (0, 40) with focusable neighbours above, below
     // and to the right, focused and painted.
@@ -121,10 +116,10 @@ TEST_F(SmoothGridKeysTest, WrapAcrossColumnsKeepsTheColumnWithinTheItems)
     ProbeGrid* grid = makeGrid(Rect(0, 0, 300, 200), 7, 5, 3, kUsersStyle | GRID_STYLE_WRAP);
     settle();
     grid->m_selected = 1;
-    grid->onKeydown(VK_Up, 0);
+    post(grid, MSG_KEY, VK_Up, 0);
     EXPECT_EQ(grid->getSelected(), 4); // 1 - 3 + 9 = 7 is past the items: one line up
     grid->m_selected = 5;
-    grid->onKeydown(VK_Down, 0);
+    post(grid, MSG_KEY, VK_Down, 0);
     EXPECT_EQ(grid->getSelected(), 2); // 5 + 3 - 9 = -1: one line down
 }
 
@@ -254,13 +249,23 @@ TEST_F(SmoothGridKeysTest, KeysAreIgnoredWhileASlideIsGliding)
     EXPECT_EQ(host->getFocusWnd(), grid);
 }
 
-TEST_F(SmoothGridKeysTest, IgnoreInputStyleLeavesKeysToTheToolkit)
+TEST_F(SmoothGridKeysTest, IgnoreInputStyleKeepsTheFocusAndTheKeysAway)
 {
     ProbeGrid* grid = makeFocusedList(7, 5, kUsersStyle | GRID_STYLE_IGNORE_INPUT);
-    grid->onKeydown(VK_Down, 0);
+    EXPECT_NE(host->getFocusWnd(), grid) << "a disabled grid takes no focus";
+    post(grid, MSG_KEY, VK_Down, 0);
     EXPECT_EQ(grid->getSelected(), 0);
     EXPECT_TRUE(host->notes.empty());
-    EXPECT_EQ(host->getFocusWnd(), below); // the toolkit moved the focus
+}
+
+TEST_F(SmoothGridKeysTest, DisablingTheFocusedGridHandsTheFocusOn)
+{
+    ProbeGrid* grid = makeFocusedList(7, 5);
+    ASSERT_EQ(host->getFocusWnd(), grid);
+    grid->setStyle(GRID_STYLE_IGNORE_INPUT);
+    EXPECT_EQ(host->getFocusWnd(), below) << "the next sibling after the grid";
+    key(VK_Down);
+    EXPECT_EQ(grid->getSelected(), 0);
 }
 
 TEST_F(SmoothGridKeysTest, EmptyListLeavesKeysToTheToolkit)
@@ -475,18 +480,18 @@ TEST_F(SmoothGridKeysTest, SlideRestsWhileDragging)
     EXPECT_EQ(yPositionsOverTicks(grid, 1), (std::vector<int> { 50 }));
 }
 
-TEST_F(SmoothGridKeysTest, InactiveGridStopsItsSlideTimerAndStartsItAgain)
+TEST_F(SmoothGridKeysTest, StoppedSlideTimerStopsTheGlideAndStartsAgainOnce)
 {
     ProbeGrid* grid = makeList(20, 5);
     ASSERT_NE(grid->m_scrollTimer, 0);
-    grid->onActivate(false);
+    grid->setSlideTimerRunning(false);
     EXPECT_EQ(grid->m_scrollTimer, 0);
     grid->slideTo(0, 100, false);
     EXPECT_EQ(yPositionsOverTicks(grid, 2), (std::vector<int> { 0, 0 }));
-    grid->onActivate(true);
+    grid->setSlideTimerRunning(true);
     const int timer = grid->m_scrollTimer;
     EXPECT_NE(timer, 0);
-    grid->onActivate(true); // one timer only
+    grid->setSlideTimerRunning(true); // one timer only
     EXPECT_EQ(grid->m_scrollTimer, timer);
     EXPECT_EQ(yPositionsOverTicks(grid, 1), (std::vector<int> { 50 }));
 }

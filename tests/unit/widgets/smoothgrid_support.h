@@ -7,7 +7,6 @@
 #include "widgets/pelsmoothgrid.h"
 
 #include "lumi_test.h"
-#include "screen.h"
 
 #include <lumi/lumi.h>
 
@@ -22,8 +21,8 @@ constexpr unsigned short kSelectedRow = 0xDEDB;
 constexpr unsigned short kBoxColour = 0x001F; // outline of the moving selection box
 constexpr unsigned short kHostColour = 0x7BAF; // the host window behind everything else
 
-// Exposes the grid's fields and handlers to the tests, and records the
-// notifies it posts at the moment it posts them.
+// Exposes the grid's fields to the tests, and records the notifies it posts
+// at the moment it posts them and the pointer events that reach it.
 class ProbeGrid : public PelSmoothGrid {
 public:
     using PelSmoothGrid::m_barColor;
@@ -65,12 +64,6 @@ public:
     using PelSmoothGrid::m_yPos;
     using PelSmoothGrid::m_yTarget;
 
-    using PelSmoothGrid::onFocus;
-    using PelSmoothGrid::onKeydown;
-    using PelSmoothGrid::onMouseEvent;
-    using PelSmoothGrid::onPaint;
-    using PelSmoothGrid::onTimer;
-
     struct Posted {
         int code;
         int param;
@@ -81,10 +74,16 @@ public:
         }
     };
 
-    void postNotifyMsg(int code, int param) override
+    std::vector<Posted> posted;
+    std::vector<unsigned int> pointerEvents;
+    int customDraws { 0 };
+    const Rect* marker { nullptr }; // painted by customizedDraw when set
+
+protected:
+    void postScrollNotify(int code, int param) override
     {
         posted.push_back({ code, param });
-        PelSmoothGrid::postNotifyMsg(code, param);
+        PelSmoothGrid::postScrollNotify(code, param);
     }
     int onMouseEvent(int x, int y, unsigned int type) override
     {
@@ -98,11 +97,6 @@ public:
             dc.fillRect(*marker, 0x07E0);
         PelSmoothGrid::customizedDraw(dc);
     }
-
-    std::vector<Posted> posted;
-    std::vector<unsigned int> pointerEvents;
-    int customDraws { 0 };
-    const Rect* marker { nullptr }; // painted by customizedDraw when set
 };
 
 // Rows painted like the quick-test window's list, with every call recorded.
@@ -176,7 +170,7 @@ public:
 // The grid's owner: paints the grid's background white (as the quick-test
 // window does) and its own grey, and records the notifies it receives.
 class Host : public MainWndBase {
-public:
+protected:
     int onDrawBackground(DC* dc, const Rect* rect, WndBase* child) override
     {
         dc->fillRect(*rect, child == this ? kHostColour : kWhite);
@@ -187,6 +181,8 @@ public:
         notes.push_back({ from, code, param });
         return 0;
     }
+
+public:
     struct Note {
         WndBase* from;
         int code;
@@ -204,7 +200,7 @@ public:
 
 // A plain focusable control, to see where the focus goes.
 class Sibling : public WndBase {
-public:
+protected:
     int onPaint() override { return 0; }
 };
 
@@ -244,18 +240,20 @@ protected:
         return makeGrid(Rect(0, 0, width, rows * 40), count, rows, 1, style);
     }
 
-    // Pointer input through the toolkit's virtual pointer (screen coordinates).
-    void press(int x, int y) { mouse()->addPoint(MousePoint { short(x), short(y), 0, 500 }, true); }
-    void move(int x, int y) { mouse()->addPoint(MousePoint { short(x), short(y), 0, 500 }, true); }
-    void release(int x, int y) { mouse()->addPoint(MousePoint { short(x), short(y), 0, 0 }, false); }
+    // Activates item index the way the operator does with the enter key:
+    // the item is selected and enter goes to the focused grid.
+    void activate(ProbeGrid* grid, int index)
+    {
+        grid->m_selected = index;
+        grid->setFocus();
+        tapKey(VK_Select);
+    }
 
     // Moves the test clock (and so millisec_tick) without letting timers run.
     void passTime(int ms) { nowMs += static_cast<uint64_t>(ms); }
 
     // Runs the slide timer for one 20 ms period.
     void tick20() { advance(20, 20); }
-
-    static Mouse* mouse() { return lumi::screen()->virtualMouse(); }
 
     Host* host { nullptr };
     RowSupplier* supplier { nullptr };

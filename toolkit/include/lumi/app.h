@@ -7,6 +7,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <vector>
 
 class WndBase;
 class MainWndBase;
@@ -96,10 +97,23 @@ public:
     // Queues a key for the focused window of the top window (up: 0 down, 1 up).
     void deliverKeyEvent(int key, unsigned int up);
 
+    // Serves test input (see LUMI_INPUT) on a new Unix socket at path,
+    // replacing one already open: readable and writable by the owner only; a
+    // stale socket there is replaced, any other file makes it fail. 0 on
+    // success, -1 (with a line on stderr) on failure.
+    int openTestInput(const char* path);
+    // Closes the test-input socket and its clients and removes the socket file.
+    void closeTestInput();
+
     lumi::Screen* screen() { return m_screen.get(); }
 
 private:
+    struct InputPump;
+
     std::unique_ptr<lumi::Screen> m_screen;
+    // Where input comes from: the display backend's descriptor or pump timer,
+    // and the test-input socket.
+    std::unique_ptr<InputPump> m_input;
 };
 
 // The application: the message queue and the main loop.
@@ -130,6 +144,8 @@ public:
     void addMsg(const LUMIMessage& msg);
     WndBase* getWndById(int id);
     MainWndBase* getTopWnd();
+    // The open main windows, bottom of the stack first (empty before GuiRT::init).
+    const std::vector<MainWndBase*>& mainWindows() const;
     MsgLoop* msgLoop() { return GuiRT::instance(); }
     const char* name() const { return m_name; }
 

@@ -8,26 +8,42 @@
 #include <string>
 #include <vector>
 
-// Static text. Never takes the focus. With a background colour set it fills
-// its rectangle; without one it shows the parent's background (the usual
-// case for transparent labels) or its own window background.
-class Label : public WndBase {
+// What the label and the button share: a caption with its colour and text
+// format flags. Each setter repaints only when the value changes.
+class TextControl : public WndBase {
 public:
-    Label();
     int create(WndBase* parent, const Rect& rect, unsigned int style);
-    void setText(const char* text, bool redraw = true);   // UTF-8, copied
+    void setText(const char* text, bool redraw = true); // UTF-8, copied; null is empty
     const char* getText() const { return m_text.c_str(); }
     void setTextColor(unsigned short colour);
-    void setBackColor(unsigned short colour);
+    unsigned short textColor() const { return m_textColor; }
     void setAlignFlag(unsigned int flags);
     unsigned int alignFlag() const { return m_align; }
 
+protected:
+    TextControl(unsigned int align, unsigned short textColour)
+        : m_align(align)
+        , m_textColor(textColour)
+    {
+    }
+
+    std::string m_text;
+    unsigned int m_align;
+    unsigned short m_textColor;
+};
+
+// Static text. Never takes the focus. With a background colour set it fills
+// its rectangle; without one it shows the parent's background (the usual
+// case for transparent labels) or its own window background.
+class Label : public TextControl {
+public:
+    Label();
+    void setBackColor(unsigned short colour);
+
+protected:
     int onPaint() override;
 
 private:
-    std::string m_text;
-    unsigned int m_align { DT_VCENTER_LEFT };
-    unsigned short m_textColor { 0xFFFF };
     bool m_hasBackColor { false };
 
     static constexpr unsigned int DT_VCENTER_LEFT = 0x12;
@@ -38,24 +54,15 @@ private:
 // pressed status bits, a darker face and its caption one pixel lower right; a
 // release inside, or the enter key (VK_Select), notifies the parent with
 // NOTIFY_CLICKED.
-class Button : public WndBase {
+class Button : public TextControl {
 public:
     Button();
-    int create(WndBase* parent, const Rect& rect, unsigned int style);
-    void setText(const char* text, bool redraw = true);
-    const char* getText() const { return m_text.c_str(); }
-    void setTextColor(unsigned short colour);
-    void setAlignFlag(unsigned int flags);
 
+protected:
     int onPaint() override;
     int onKeydown(int key, int state) override;   // enter clicks
     int onMouseStatusChanged() override;
     int onFocus(bool focused) override;
-
-private:
-    std::string m_text;
-    unsigned int m_align { 0x22 };
-    unsigned short m_textColor { 0x0000 };
 };
 
 // A multi-line text box. Text is UTF-8; lines are broken at '\n' and wrapped
@@ -87,6 +94,7 @@ public:
     void setScrollBarWidth(int width);
     int caretPos() const { return m_caret; }   // byte offset into the text
 
+protected:
     int handleMessage(LUMIMessage& msg) override;
     int onPaint() override;
     int onKeydown(int key, int state) override;
