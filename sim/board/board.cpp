@@ -310,6 +310,7 @@ namespace {
         void checkWaiters();
 
         void readOutput(Output& out);
+        void signalProgram(int sig);
         void addLine(const std::string& line);
 
         InputDevice* deviceOfKind(InputKind kind);
@@ -343,6 +344,8 @@ namespace {
         std::vector<std::string> m_power; // poweroff, reboot ... (never run)
         FILE* m_log { nullptr };
         pid_t m_pid { -1 };
+        pid_t m_sandboxPid { -1 }; // bubblewrap's first process inside the sandbox
+        int64_t m_exitTime { 0 };
         int m_status { -1 };
         bool m_exited { false };
         std::unique_ptr<Viewer> m_viewer;
@@ -577,6 +580,12 @@ namespace {
         argv.push_back(program);
         argv.insert(argv.end(), m_opt.command.begin() + 1, m_opt.command.end());
 
+        // bubblewrap tells where the sandboxed program runs, to signal it rather than bubblewrap.
+        int info[2] = { -1, -1 };
+        if (m_bwrap && pipe2(info, O_CLOEXEC) == 0) {
+            auto at = std::find(argv.begin(), argv.end(), "--die-with-parent");
+            argv.insert(at + 1, { "--info-fd", std::to_string(info[1]) });
+        }
         int out[2], err[2];
         if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) {
             error = std::strerror(errno);
@@ -597,6 +606,8 @@ namespace {
             dup2(in, 0);
             dup2(out[1], 1);
             dup2(err[1], 2);
+            if (info[1] >= 0)
+                fcntl(info[1], F_SETFD, 0);
             if (!m_bwrap && chdir(work.c_str()) != 0)
                 _exit(126);
             std::vector<char*> av, ev;
@@ -614,6 +625,27 @@ namespace {
         setpgid(m_pid, m_pid);
         close(out[1]);
         close(err[1]);
+        if (info[0] >= 0) {
+            close(info[1]);
+            std::string json;
+            char buf[512];
+            pollfd p { info[0], POLLIN, 0 };
+            while (json.size() < 4096 && poll(&p, 1, 10000) > 0) {
+                ssize_t n = read(info[0], buf, sizeof buf);
+                if (n <= 0)
+                    break;
+                json.append(buf, static_cast<size_t>(n));
+                if (json.find('}') != std::string::npos)
+                    break;
+            }
+            close(info[0]);
+            const size_t key = json.find("\"child-pid\"");
+            if (key != std::string::npos) {
+                const size_t colon = json.find(':', key);
+                if (colon != std::string::npos)
+                    m_sandboxPid = static_cast<pid_t>(std::atoi(json.c_str() + colon + 1));
+            }
+        }
         m_out.fd = out[0];
         m_err.fd = err[0];
         note(std::string("confinement: ")
@@ -1209,7 +1241,7 @@ namespace {
             if (w.size() != 1)
                 return "error: stop takes no arguments";
             if (m_pid > 0 && !m_exited)
-                kill(-m_pid, SIGTERM);
+                signalProgram(SIGTERM);
             return "stopping";
         }
         return "error: unknown command \"" + cmd + "\"; " + usage.substr(7);
@@ -1337,17 +1369,23 @@ namespace {
                             while ((p = waitpid(-1, &status, WNOHANG)) > 0) {
                                 if (p == m_pid) {
                                     m_exited = true;
+                                    m_exitTime = nowMs();
                                     m_status
                                         = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-                                    if (WIFSIGNALED(status))
-                                        note("the program was killed by signal "
-                                            + std::to_string(WTERMSIG(status)) + " ("
-                                            + strsignal(WTERMSIG(status)) + ")");
+                                    // bubblewrap reports a signal as 128 + its number.
+                                    int sig = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+                                    if (m_bwrap && m_status > 128 && m_status < 128 + 65)
+                                        sig = m_status - 128;
+                                    if (sig)
+                                        note("the program was killed by signal " + std::to_string(sig) + " ("
+                                            + strsignal(sig) + ")");
+                                    // What the program left running ends with it.
+                                    kill(-m_pid, SIGKILL);
                                 }
                             }
                         } else if (m_pid > 0 && !m_exited) {
                             // The board's own interruption ends the program first.
-                            kill(-m_pid, SIGTERM);
+                            signalProgram(SIGTERM);
                         }
                     }
                     break;
@@ -1408,8 +1446,45 @@ namespace {
                         note("viewer: " + r.substr(7));
                 }
             }
-            if (m_exited && m_out.fd < 0 && m_err.fd < 0)
+            // Output still in the pipes is read; a descendant that escaped and keeps them open is not
+            // waited for.
+            if (m_exited && ((m_out.fd < 0 && m_err.fd < 0) || nowMs() - m_exitTime > 2000))
                 break;
+        }
+    }
+
+    // The program's own processes: inside bubblewrap the children of the
+    // sandbox's first process, else the program's process group.
+    void Board::signalProgram(int sig)
+    {
+        if (m_sandboxPid > 0) {
+            const std::string path = "/proc/" + std::to_string(m_sandboxPid) + "/task/"
+                + std::to_string(m_sandboxPid) + "/children";
+            std::ifstream in(path);
+            int child = 0;
+            bool any = false;
+            while (in >> child) {
+                kill(child, sig);
+                any = true;
+            }
+            if (any)
+                return;
+        }
+        kill(-m_pid, sig);
+    }
+
+    // Every process below pid (the board is the subreaper of what its program leaves), deepest first.
+    void killDescendants(pid_t pid)
+    {
+        std::ifstream in("/proc/" + std::to_string(pid) + "/task/" + std::to_string(pid) + "/children");
+        std::vector<pid_t> children;
+        int child = 0;
+        while (in >> child)
+            children.push_back(child);
+        for (pid_t c : children) {
+            kill(c, SIGSTOP);
+            killDescendants(c);
+            kill(c, SIGKILL);
         }
     }
 
@@ -1424,7 +1499,8 @@ namespace {
                     m_status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
                 m_exited = true;
             }
-            while (waitpid(-1, nullptr, WNOHANG) > 0) { }
+            killDescendants(getpid());
+            while (waitpid(-1, nullptr, 0) > 0) { }
         }
         for (auto& c : m_ctlClients) {
             if (c->fd >= 0)

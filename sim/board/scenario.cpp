@@ -232,6 +232,9 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
                 return fail("a command's value is STATUS [OUTPUT], STATUS from 0 to 255");
             if (!unescape(rest, rule.output))
                 return fail("bad escape in the output (\\n, \\t, \\s, \\\\)");
+            // Commands print whole lines.
+            if (!rule.output.empty() && rule.output.back() != '\n')
+                rule.output += '\n';
             s.commands.push_back(rule);
         } else if (section == "board") {
             if (key != "confinement")

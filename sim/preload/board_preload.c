@@ -763,6 +763,16 @@ EXPORT int fstatat64(int dirfd, const char* path, struct stat64* st, int flags)
     return real_fstatat64(dirfd, path, st, flags);
 }
 
+EXPORT int statx(int dirfd, const char* path, int flags, unsigned mask, struct statx* st)
+{
+    typedef int (*statx_fn)(int, const char*, int, unsigned, struct statx*);
+    NEXT(statx_fn, statx);
+    char buf[PATH_MAX];
+    if (path && *path && (path[0] == '/' || dirfd == AT_FDCWD))
+        path = redirect(path, 0, buf, sizeof buf);
+    return real_statx(dirfd, path, flags, mask, st);
+}
+
 EXPORT int access(const char* path, int mode)
 {
     NEXT(path_int_fn, access);
