@@ -1431,8 +1431,12 @@ namespace {
             if (m_viewer && nowMs() - lastFrame >= 30) {
                 lastFrame = nowMs();
                 std::vector<std::string> commands;
-                if (!m_viewer->frame(m_fb, commands))
+                if (!m_viewer->frame(m_fb, commands)) {
+                    // Closing the window is the person at the board switching it off.
                     m_viewer.reset();
+                    if (!m_exited)
+                        signalProgram(SIGTERM);
+                }
                 for (const auto& line : commands) {
                     std::istringstream in(line);
                     std::vector<std::string> words;
