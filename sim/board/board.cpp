@@ -481,11 +481,17 @@ namespace {
             const std::string entry = *e;
             const std::string name = entry.substr(0, entry.find('='));
             if (name == "LD_PRELOAD" || name == "LUMI_DISPLAY" || name == "PATH" || name == "TMPDIR"
-                || name.compare(0, 14, "UISHULL_BOARD_") == 0 || name == "PWD")
+                || name == "ASAN_OPTIONS" || name.compare(0, 14, "UISHULL_BOARD_") == 0 || name == "PWD")
                 continue;
             env.push_back(entry);
         }
         env.push_back("PATH=" + inside + "/bin:/usr/sbin:/usr/bin:/sbin:/bin");
+        // A program built with the address sanitizer accepts the library loaded ahead of its run-time.
+        {
+            const char* asan = std::getenv("ASAN_OPTIONS");
+            std::string value = asan && *asan ? std::string(asan) + ":" : std::string();
+            env.push_back("ASAN_OPTIONS=" + value + "verify_asan_link_order=0");
+        }
         env.push_back("TMPDIR=/tmp");
         env.push_back("PWD=" + work);
         env.push_back("UISHULL_BOARD_SOCKET=" + inside + "/dev.sock");

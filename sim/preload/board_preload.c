@@ -442,8 +442,9 @@ static const char* redirect(const char* path, int write, char* buf, size_t cap)
     struct stat st;
     NEXT(stat_fn, lstat);
     if (!write && real_lstat(mine, &st) != 0) {
-        /* Top-level names (/test.wav) are the board's own even to read. */
-        if (strchr(norm + 1, '/'))
+        /* Top-level files the program makes (/test.wav) are the board's own even to read;
+         * the host's top-level directories (/usr, /etc) stay readable. */
+        if (strchr(norm + 1, '/') || real_lstat(norm, &st) == 0)
             return path;
     }
     if (write)

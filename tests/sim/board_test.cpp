@@ -367,6 +367,17 @@ TEST_P(BoardConfinement, ScenarioCommandsAnswerWithTheirOutputAndStatus)
         readFile(b.dir() + "/state.json").find("\"commands\": [\"ifconfig eth0 up\"]"), std::string::npos);
 }
 
+TEST_P(BoardConfinement, SystemFilesStayReadable)
+{
+    Board b(tmp, "run", { probePath(ProbeArch::X86_64), "exists", "/usr", "/etc/passwd", "/nonexistent-top" },
+        scenario());
+    ASSERT_EQ(b.process->wait(30000), 0) << b.process->errors();
+    const std::string out = b.process->output();
+    EXPECT_NE(out.find("exists /usr 1"), std::string::npos) << out;
+    EXPECT_NE(out.find("exists /etc/passwd 1"), std::string::npos) << out;
+    EXPECT_NE(out.find("exists /nonexistent-top 0"), std::string::npos) << out;
+}
+
 TEST_P(BoardConfinement, RmRunsForRealInsideTheRun)
 {
     Board b(tmp, "run",
@@ -482,8 +493,9 @@ TEST(BoardScenario, UnknownSectionOrKeyIsAnErrorWithFileAndLine)
     EXPECT_NE(run.errors().find(file + ":2: unknown key \"widht\" in [screen]"), std::string::npos)
         << run.errors();
 
-    for (const char* text : { "[screen]\nbpp = 24\n", "[input]\ndevices = keypad joystick\n",
-             "[commands]\nx = y\n", "width = 3\n", "[screen\n", std::string(5000, 'x').c_str() }) {
+    const std::vector<std::string> bad = { "[screen]\nbpp = 24\n", "[input]\ndevices = keypad joystick\n",
+        "[commands]\nx = y\n", "width = 3\n", "[screen\n", std::string(5000, 'x') };
+    for (const std::string& text : bad) {
         std::ofstream(file) << text;
         ChildProcess c(boardProgram(), { "check-scenario", file }, {});
         EXPECT_EQ(c.wait(10000), 1) << text;
