@@ -11,7 +11,7 @@ namespace board {
 
 enum class InputKind { Keypad, Keyboard, Mouse, Touchscreen };
 
-struct InputSpec {
+struct InputEntry {
     InputKind kind { InputKind::Keypad };
     std::string name; // the evdev name (EVIOCGNAME)
 };
@@ -28,7 +28,7 @@ struct Scenario {
     int width { 800 };
     int height { 480 };
     int bpp { 16 };
-    std::vector<InputSpec> inputs; // event0, event1, ... in order
+    std::vector<InputEntry> inputs; // event0, event1, ... in order
     std::string keyboardName; // names of the devices plug adds
     std::string mouseName;
     std::string configFile; // copied to WORKDIR/config.ini (absolute)

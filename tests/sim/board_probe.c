@@ -99,7 +99,7 @@ static int evdev(int n, int count, int led)
     int len = ioctl(fd, EVIOCGNAME(63), name);
     printf("name %s\nname_len %d\n", name, len);
     unsigned char ev[8] = { 0 }, keys[KEY_MAX / 8 + 1] = { 0 }, rel[8] = { 0 }, abs[8] = { 0 };
-    /* Each query before its printf: the order arguments are evaluated in is unspecified. */
+    /* Each query before its printf: arguments may be evaluated in any order. */
     int n0 = ioctl(fd, EVIOCGBIT(0, sizeof ev), ev);
     printf("ev_len %d\n", n0);
     printf("ev_key %d\nev_rel %d\nev_abs %d\nev_led %d\n", BIT(ev, EV_KEY), BIT(ev, EV_REL), BIT(ev, EV_ABS),

@@ -503,6 +503,36 @@ TEST(BoardScenario, UnknownSectionOrKeyIsAnErrorWithFileAndLine)
     }
 }
 
+TEST(BoardCommandLine, HelpDocumentsBothSubcommandsAndBadUsageFails)
+{
+    ChildProcess help(boardProgram(), { "--help" }, {});
+    EXPECT_EQ(help.wait(10000), 0);
+    EXPECT_NE(help.output().find("uishull-board run [--scenario FILE] [--dir RUNDIR] [--viewer]"),
+        std::string::npos);
+    EXPECT_NE(help.output().find("uishull-board ctl RUNDIR COMMAND..."), std::string::npos);
+    EXPECT_NE(help.output().find("wait-line TEXT [SECONDS]"), std::string::npos);
+    ChildProcess none(boardProgram(), { "run" }, {});
+    EXPECT_EQ(none.wait(10000), 2);
+    EXPECT_NE(none.errors().find("run needs a PROGRAM"), std::string::npos) << none.errors();
+    ChildProcess odd(boardProgram(), { "fly" }, {});
+    EXPECT_EQ(odd.wait(10000), 2);
+}
+
+TEST(BoardViewer, RunsWithoutADisplayOnSdlsOffscreenDriver)
+{
+    TempDir tmp;
+    const std::string dir = tmp.file("run");
+    ChildProcess board(boardProgram(),
+        { "run", "--viewer", "--dir", dir, "--", buildProgram("tests/sim/board-probe"), "fb" },
+        // The system's graphics drivers SDL loads leak by design; a sanitizer build would report them.
+        { "SDL_VIDEODRIVER=offscreen", "LSAN_OPTIONS=detect_leaks=0" });
+    ASSERT_TRUE(board.waitForOutput("drawn 1", 30000)) << board.errors();
+    ChildProcess stop(boardProgram(), { "ctl", dir, "stop" }, {});
+    EXPECT_EQ(stop.wait(10000), 0);
+    EXPECT_EQ(board.wait(30000), 128 + SIGTERM);
+    EXPECT_EQ(board.errors().find("no viewer"), std::string::npos) << board.errors();
+}
+
 TEST(BoardScenario, TheDefaultScenarioIsValid)
 {
     ChildProcess c(
