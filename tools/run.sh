@@ -3,8 +3,9 @@
 # the quick test with its demo items. Without a display it runs headless on a
 # screen file with a scripted operator that answers every question, prints each
 # test's result and the verdict, and saves screenshots of the key moments in
-# docs/screenshots/. With a display (DISPLAY or WAYLAND_DISPLAY set) it opens the
-# quick-test screen in a window instead, for a person to operate.
+# docs/screenshots/. With a display (DISPLAY or WAYLAND_DISPLAY set) it runs the
+# quick test on the virtual board in its viewer window instead, for a person to
+# operate with the PC keys standing for the keypad (README: "The viewer").
 #
 # The program always runs in a sandbox: its /tmp is a directory of this run and
 # poweroff (the screen's power button) is a harmless stand-in.
@@ -43,7 +44,7 @@ jobs=${UISHULL_JOBS:-2}
 build=$repo/build/dev
 outdir=$repo/build/run
 # What the steps below run; a new step adds its targets here.
-targets=(uishull uishull-notify lumi-demo lumi-shot lumi-input)
+targets=(uishull uishull-notify lumi-demo lumi-shot lumi-input uishull-board)
 
 step() { echo "==== $* ===="; }
 
@@ -90,12 +91,10 @@ run_quicktest() {
         step "quick test, headless, with a scripted operator"
         python3 "$repo/tools/quicktest-demo.py" "$build" "$repo/docs/screenshots"
     else
-        step "quick test in a window (close it to finish)"
-        local dir
-        dir=$(make_run_dir quicktest)
-        printf '[function]\n[autorun]\nrunall = 1\n' >"$dir/config.ini"
-        LUMI_DISPLAY=sdl sandbox "$dir" "$build/app/uishull" 6 || true
-        [[ -f $dir/commands.log ]] && echo "the power button was pressed (stand-in): $(cat "$dir/commands.log")"
+        step "quick test on the virtual board, in its viewer (close it to finish)"
+        # The board's default scenario: the demo items, run through to the end;
+        # the power button's poweroff is recorded and printed by the board.
+        "$build/sim/uishull-board" run --viewer --dir "$outdir/board" -- "$build/app/uishull" 6 || true
     fi
 }
 
