@@ -55,5 +55,8 @@ int main(int argc, char** argv)
     app.run();
 
     app.term();
+    // However the loop ended (the update's end, SIGTERM, SIGINT), the
+    // socket file goes with the program.
+    PelNotifier::close();
     return 0;
 }
