@@ -1,6 +1,7 @@
 // uishull: the factory-test program. One argument, the start-up type:
 // 6 runs the quick test, 7 the update progress screen.
 
+#include "platform/diag_output.h"
 #include "quicktest/quicktestwnd.h"
 #include "shell/pelguiapp.h"
 #include "shell/pelnotifier.h"
@@ -18,6 +19,9 @@ int main(int argc, char** argv)
     // Diagnostics go to a pipe on the device and in the tests; keep them in
     // order and complete line by line.
     setvbuf(stdout, nullptr, _IOLBF, 0);
+    // A reader that stalls or goes away must not stop the screen: printed
+    // lines never block, and a closed pipe does not end the program.
+    installDiagOutput();
 
     if (argc <= 1) {
         puts("ERROR: application parameter error!");
@@ -32,6 +36,7 @@ int main(int argc, char** argv)
     // backend and the cause, with a status the start-up scripts can see.
     if (rt.init(0) != 0)
         return 1;
+    attachDiagOutput(rt);
 
     PelCursor::init();
 
@@ -59,5 +64,9 @@ int main(int argc, char** argv)
     app.run();
 
     app.term();
+    // However the loop ended (the update's end, SIGTERM, SIGINT), the
+    // socket file goes with the program.
+    PelNotifier::close();
+    detachDiagOutput();
     return 0;
 }

@@ -10,6 +10,11 @@
 // Where the socket lives; update scripts send to this path.
 #define PEL_NOTIFIER_PATH "/tmp/autorun_msg.dat"
 
+// The most the notifier reads of one datagram, and the field its type is
+// copied into (so at most nine characters of the type count).
+constexpr int PEL_NOTIFY_MAX_DATAGRAM = 1024;
+constexpr int PEL_NOTIFY_TYPE_FIELD = 10;
+
 // The id of the mode's main window (the quick-test or the update screen),
 // the one window these messages go to.
 constexpr int PEL_MAIN_WND_ID = 101;

@@ -12,9 +12,11 @@ public:
     PelNotifier() = default;
     ~PelNotifier() override;
 
-    // Creates and binds the socket (a stale file at the path is removed
-    // first) and registers it with the loop. Returns 0; a socket or bind
-    // failure ends the process with status 1.
+    // Creates and binds the socket, owner-only, and registers it with the
+    // loop. A stale file at the path is removed first; a socket that still
+    // answers there belongs to a running instance and is left alone. Returns
+    // 0; a socket or bind failure (or a running instance) prints the path
+    // and the cause and ends the process with status 1.
     static int init();
     void onRead(int fd) override;
 
@@ -23,7 +25,8 @@ public:
     static void setPath(const char* path);
     // The bound descriptor, or -1.
     static int fd();
-    // Unregisters and closes the socket (the file stays, as on the device).
+    // Unregisters and closes the socket and removes its file, if the file at
+    // the path is still the one this process bound.
     static void close();
 };
 

@@ -2,7 +2,7 @@
 
 #include "platform/charset.h"
 #include "platform/utf8.h"
-#include "shell/pelnotifier.h"
+#include "shell/notify_protocol.h"
 
 #include <cerrno>
 #include <climits>
@@ -186,7 +186,12 @@ int parseNotifyArgs(int argc, const char* const* argv, NotifyRequest& request, s
             error = command + " needs a text";
             return NOTIFY_EXIT_USAGE;
         }
-        type = command == "step" ? "1" : command == "title" ? "2" : "5";
+        int number = PEL_NOTIFY_STATUS;
+        if (command == "step")
+            number = PEL_NOTIFY_STEP;
+        else if (command == "title")
+            number = PEL_NOTIFY_TITLE;
+        type = std::to_string(number);
         payload = joinWords(i, argc, argv);
     } else if (command == "progress") {
         long long value = 0;
@@ -194,7 +199,7 @@ int parseNotifyArgs(int argc, const char* const* argv, NotifyRequest& request, s
             error = "progress needs one whole number (a percentage)";
             return NOTIFY_EXIT_USAGE;
         }
-        type = "3";
+        type = std::to_string(PEL_NOTIFY_PROGRESS);
         payload = std::to_string(value);
         text = false;
     } else if (command == "done") {
@@ -202,7 +207,7 @@ int parseNotifyArgs(int argc, const char* const* argv, NotifyRequest& request, s
             error = "done takes no text";
             return NOTIFY_EXIT_USAGE;
         }
-        type = "4";
+        type = std::to_string(PEL_NOTIFY_DONE);
         text = false;
     } else {
         const size_t at = command.find('@');

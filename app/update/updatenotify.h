@@ -12,12 +12,14 @@
 // --timeout SECONDS (give up when the program does not take the datagram in
 // time; default: wait for it), --help.
 
+#include "shell/notify_protocol.h"
+
 #include <string>
 
 // The most the program reads of one datagram.
-constexpr int kNotifyMaxDatagram = 1024;
+constexpr int kNotifyMaxDatagram = PEL_NOTIFY_MAX_DATAGRAM;
 // The program keeps the type in a 10-byte field: nine digits at most.
-constexpr int kNotifyMaxTypeDigits = 9;
+constexpr int kNotifyMaxTypeDigits = PEL_NOTIFY_TYPE_FIELD - 1;
 
 // Exit statuses of the tool.
 enum : int {

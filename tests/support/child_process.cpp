@@ -205,6 +205,13 @@ void ChildProcess::signal(int sig)
         kill(m_pid, sig);
 }
 
+void ChildProcess::closeOutput()
+{
+    if (m_outFd >= 0)
+        close(m_outFd);
+    m_outFd = -1;
+}
+
 bool ChildProcess::running()
 {
     if (m_pid <= 0 || m_reaped)

@@ -30,6 +30,8 @@ public:
     // when killed, or -1 when it did not end in time.
     int wait(int timeoutMs = 10000);
     void signal(int sig);
+    // Closes the reading end of the process's stdout: its reader goes away.
+    void closeOutput();
     bool running();
     // Everything read from stdout so far (stderr is read into errors()).
     const std::string& output() const { return m_out; }

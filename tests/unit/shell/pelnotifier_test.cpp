@@ -247,6 +247,82 @@ TEST_F(PelNotifierTest, UndeliveredStringsAreFreedWhenTheWindowGoes)
     }
 }
 
+TEST_F(PelNotifierTest, TheSocketIsOwnerOnlyEvenUnderUmaskZero)
+{
+    const mode_t old = umask(0);
+    PelNotifier::init();
+    umask(old);
+    struct stat st {};
+    ASSERT_EQ(lstat(socketPath().c_str(), &st), 0);
+    EXPECT_TRUE(S_ISSOCK(st.st_mode));
+    EXPECT_EQ(st.st_mode & (S_IRWXG | S_IRWXO), 0u) << std::oct << st.st_mode;
+    // The process umask is as it was.
+    const mode_t now = umask(old);
+    EXPECT_EQ(now, old);
+}
+
+TEST_F(PelNotifierTest, AStaleSocketLeftByADeadInstanceIsReplaced)
+{
+    // Bound and closed: the file stays, nobody answers on it.
+    const int dead = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un addr {};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
+    ASSERT_EQ(bind(dead, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    close(dead);
+    Receiver* w = makeReceiver();
+    ASSERT_EQ(PelNotifier::init(), 0);
+    ASSERT_TRUE(send("1@fresh"));
+    ASSERT_TRUE(pumpUntil([&] { return !w->got.empty(); }));
+}
+
+TEST_F(PelNotifierTest, ClosingRemovesTheSocketFile)
+{
+    PelNotifier::init();
+    struct stat st {};
+    ASSERT_EQ(lstat(socketPath().c_str(), &st), 0);
+    PelNotifier::close();
+    EXPECT_NE(lstat(socketPath().c_str(), &st), 0);
+    EXPECT_EQ(PelNotifier::fd(), -1);
+}
+
+TEST_F(PelNotifierTest, ClosingLeavesASuccessorsSocketAlone)
+{
+    PelNotifier::init();
+    // Another instance has taken the path since (after removing our file).
+    ASSERT_EQ(unlink(socketPath().c_str()), 0);
+    const int successor = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un addr {};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
+    ASSERT_EQ(bind(successor, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    PelNotifier::close();
+    struct stat st {};
+    EXPECT_EQ(lstat(socketPath().c_str(), &st), 0);
+    // It still receives.
+    ASSERT_TRUE(send("1@still here"));
+    char buf[32] = {};
+    EXPECT_EQ(recv(successor, buf, sizeof buf - 1, MSG_DONTWAIT), 12);
+    close(successor);
+}
+
+TEST_F(PelNotifierTest, ASecondInstanceRefusesToStartWhileTheFirstAnswers)
+{
+    // The first instance: a socket bound and open at the path.
+    const int first = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un addr {};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
+    ASSERT_EQ(bind(first, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+    const std::string path = socketPath();
+    EXPECT_EXIT(PelNotifier::init(), testing::ExitedWithCode(1), "^bind: " + path + ": .*another instance");
+    // The first one's socket is still there and still receives.
+    ASSERT_TRUE(send("1@first"));
+    char buf[32] = {};
+    EXPECT_EQ(recv(first, buf, sizeof buf - 1, MSG_DONTWAIT), 7);
+    close(first);
+}
+
 TEST(PelNotifierDeathTest, ABindFailureEndsTheProcessWithStatusOne)
 {
     EXPECT_EXIT(
@@ -254,5 +330,17 @@ TEST(PelNotifierDeathTest, ABindFailureEndsTheProcessWithStatusOne)
             PelNotifier::setPath("/nonexistent-dir-for-uishull-tests/autorun_msg.dat");
             PelNotifier::init();
         },
-        testing::ExitedWithCode(1), "bind");
+        testing::ExitedWithCode(1),
+        "^bind: /nonexistent-dir-for-uishull-tests/autorun_msg.dat: No such file or directory");
+}
+
+TEST(PelNotifierDeathTest, AnOverlongPathIsRefusedByName)
+{
+    const std::string path = "/tmp/" + std::string(200, 'p');
+    EXPECT_EXIT(
+        {
+            PelNotifier::setPath(path.c_str());
+            PelNotifier::init();
+        },
+        testing::ExitedWithCode(1), "^bind: /tmp/p+: File name too long");
 }
