@@ -3,7 +3,9 @@
 
 #include "quicktest/quicktestwnd.h"
 #include "shell/pelguiapp.h"
+#include "shell/pelnetlink.h"
 #include "shell/pelnotifier.h"
+#include "testfun/linuxevent.h"
 #include "update/updatewnd.h"
 #include "widgets/pelcursor.h"
 
@@ -47,6 +49,8 @@ int main(int argc, char** argv)
         wnd->create();
         wnd->showWindow(1);
     } else if (type == 6) {
+        PelNetlink::init();
+        initEventTouchScreen();
         QuickTestWnd* wnd = new QuickTestWnd;
         wnd->create();
         wnd->showWindow(1);
@@ -55,5 +59,7 @@ int main(int argc, char** argv)
     app.run();
 
     app.term();
+    if (type == 6)
+        closeEventTouchScreen();
     return 0;
 }
