@@ -4,7 +4,9 @@
 #include "platform/diag_output.h"
 #include "quicktest/quicktestwnd.h"
 #include "shell/pelguiapp.h"
+#include "shell/pelnetlink.h"
 #include "shell/pelnotifier.h"
+#include "testfun/linuxevent.h"
 #include "update/updatewnd.h"
 #include "widgets/pelcursor.h"
 
@@ -56,6 +58,8 @@ int main(int argc, char** argv)
         wnd->create();
         wnd->showWindow(1);
     } else if (type == 6) {
+        PelNetlink::init();
+        initEventTouchScreen();
         QuickTestWnd* wnd = new QuickTestWnd;
         wnd->create();
         wnd->showWindow(1);
@@ -64,6 +68,8 @@ int main(int argc, char** argv)
     app.run();
 
     app.term();
+    if (type == 6)
+        closeEventTouchScreen();
     // However the loop ended (the update's end, SIGTERM, SIGINT), the
     // socket file goes with the program.
     PelNotifier::close();

@@ -1,6 +1,8 @@
 #include "testfun/catalogue.h"
 
+#include "testfun/inputitem.h"
 #include "testfun/log.hpp"
+#include "testfun/mouseitem.h"
 
 #include <lumi/config.h>
 
@@ -36,7 +38,7 @@ char* nameOf(const char* text)
 // chooses its own auto-run flag.
 // clang-format off
 const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
-    { "test_mouse",     "\xCA\xF3\xB1\xEA",                     nullptr },  // 鼠标 mouse: MouseItem (3.2)
+    { "test_mouse",     "\xCA\xF3\xB1\xEA",                     makeItem<MouseItem> },  // 鼠标 mouse: MouseItem (3.2)
     { "test_nandflash", "\xC4\xDA\xB2\xBF\xB4\xA2\xB4\xE6",     nullptr },  // 内部储存 internal storage: TestNandFlash (3.5)
     { "test_USBDisk",   "U\xC5\xCC\xB2\xE2\xCA\xD4",            nullptr },  // U盘测试 USB disk test: TestUdisk (3.5)
     { "test_wifi",      "\xCE\xDE\xCF\xDF",                     nullptr },  // 无线 wireless: TestWIFI (3.5)
@@ -48,7 +50,7 @@ const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
     { "test_motor",     "\xD5\xF0\xB6\xAF",                     nullptr },  // 震动 vibration: TestMotor (3.6)
     { "test_sensor",    "G-\xB4\xAB\xB8\xD0\xC6\xF7",           nullptr },  // G-传感器 G-sensor: TestSensor (3.6)
     { "test_charge",    "\xB3\xE4\xB5\xE7\xD7\xB4\xCC\xAC",     nullptr },  // 充电状态 charging state: TestBattery (3.6)
-    { "test_keypress",  "\xB0\xB4\xBC\xFC",                     nullptr },  // 按键 keys: InputItem (3.2)
+    { "test_keypress",  "\xB0\xB4\xBC\xFC",                     makeItem<InputItem> },  // 按键 keys: InputItem (3.2)
 };
 // clang-format on
 
