@@ -41,8 +41,9 @@ ToolRun run(std::vector<std::string> words)
     for (std::string& w : words)
         argv.push_back(&w[0]);
     argv.push_back(nullptr);
-    FILE* out = std::tmpfile();
-    FILE* err = std::tmpfile();
+    lumitest::TempDir dir;
+    FILE* out = std::fopen(dir.file("out").c_str(), "w+");
+    FILE* err = std::fopen(dir.file("err").c_str(), "w+");
     testing::internal::CaptureStdout();
     ToolRun r;
     r.status = runBootenvTool(static_cast<int>(words.size()), argv.data(), out, err);
