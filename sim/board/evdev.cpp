@@ -62,11 +62,17 @@ InputDevice::InputDevice(InputKind kind, const std::string& name, int number, co
     m_ev = 1u << EV_SYN;
     switch (kind) {
     case InputKind::Keypad:
-        // The handheld's keys: the navigation cluster, select, back, menu, volume and power.
-        m_ev |= 1u << EV_KEY;
-        for (int code : { KEY_ESC, KEY_ENTER, KEY_F1, KEY_F3, KEY_HOME, KEY_UP, KEY_LEFT, KEY_RIGHT, KEY_DOWN,
-                 KEY_MUTE, KEY_VOLUMEDOWN, KEY_VOLUMEUP, KEY_POWER, KEY_MENU, KEY_BACK, KEY_OK })
+        // The handheld's keys: every key of the program's default map that is
+        // not a typing key (navigation, select, back, menu, volume, media,
+        // power), and the lock LEDs the program sets on every device.
+        m_ev |= (1u << EV_KEY) | (1u << EV_LED);
+        for (int code :
+            { KEY_ESC, KEY_BACKSPACE, KEY_ENTER, KEY_F1, KEY_F3, KEY_SYSRQ, KEY_HOME, KEY_UP, KEY_LEFT,
+                KEY_RIGHT, KEY_DOWN, KEY_MUTE, KEY_VOLUMEDOWN, KEY_VOLUMEUP, KEY_POWER, KEY_STOP, KEY_MENU,
+                KEY_SETUP, KEY_SLEEP, KEY_BACK, KEY_FORWARD, KEY_NEXTSONG, KEY_PLAYPAUSE, KEY_PREVIOUSSONG,
+                KEY_STOPCD, KEY_PLAYCD, KEY_PLAY, KEY_OK, KEY_TIME, KEY_SCREEN, KEY_NEXT, KEY_PREVIOUS })
             setBit(m_keys, code);
+        m_ledBits = (1u << LED_NUML) | (1u << LED_CAPSL) | (1u << LED_SCROLLL);
         m_id[0] = BUS_HOST, m_id[1] = 0x0001, m_id[2] = 0x0001, m_id[3] = 0x0100;
         break;
     case InputKind::Keyboard:
@@ -450,11 +456,15 @@ namespace {
                     + ")";
             if (w.size() == 3 && w[2] != "down" && w[2] != "up")
                 return "error: key CODE [down|up]: \"" + w[2] + "\" is neither down nor up";
+            // The keypad's keys go to the keypad; the others to a keyboard that has them.
             InputDevice* pad = deviceOfKind(InputKind::Keypad);
+            InputDevice* keyboard = deviceOfKind(InputKind::Keyboard);
             if (!pad)
-                pad = deviceOfKind(InputKind::Keyboard);
+                pad = keyboard;
             if (!pad)
                 return "error: the board has no keypad";
+            if (!pad->hasKey(static_cast<int>(code)) && keyboard && keyboard->hasKey(static_cast<int>(code)))
+                pad = keyboard;
             if (!pad->hasKey(static_cast<int>(code)))
                 return "error: the " + std::string(kindName(pad->kind())) + " has no key "
                     + std::to_string(code);
