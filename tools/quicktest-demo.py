@@ -258,6 +258,18 @@ class Operator:
     def key(self, code):
         self.board.ctl("key", code)
 
+    def wait_rescan(self, seen):
+        # The program looks for input devices again a second after the
+        # kernel's notice; until it has, a key press could land while the
+        # keypad is being reopened.
+        end = time.monotonic() + 15
+        while time.monotonic() < end:
+            if any("eventInit Success" in line for line in self.board.output(seen)):
+                return True
+            time.sleep(0.1)
+        log("operator: the program did not look for input devices again")
+        return False
+
     def plug_mouse(self, why):
         if self.mouse:
             return
@@ -265,15 +277,16 @@ class Operator:
         seen = len(self.board.output())
         self.board.ctl("plug", "mouse")
         self.mouse = True
-        # The program looks for it again a second after the kernel's notice;
-        # until then a key press could land while the keypad is being reopened.
-        end = time.monotonic() + 15
-        while time.monotonic() < end:
-            if any("eventInit Success" in line or "mouse set TEST_PASS" in line
-                   for line in self.board.output(seen)):
-                return
-            time.sleep(0.1)
-        log("operator: the program did not find the mouse")
+        self.wait_rescan(seen)
+
+    def unplug_mouse(self, why):
+        if not self.mouse:
+            return
+        log("operator: %s; unplugging the mouse" % why)
+        seen = len(self.board.output())
+        self.board.ctl("unplug", "mouse")
+        self.mouse = False
+        self.wait_rescan(seen)
 
     def click(self, x, y):
         # Into the top-left corner first (the pointer stops at the screen's
@@ -283,13 +296,6 @@ class Operator:
         self.board.ctl("mouse", "button", "left", "down")
         self.board.ctl("mouse", "button", "left", "up")
 
-    def unplug_mouse(self, why):
-        if not self.mouse:
-            return
-        log("operator: %s; unplugging the mouse" % why)
-        self.board.ctl("unplug", "mouse")
-        self.mouse = False
-
     def box_closes(self, seconds):
         end = time.monotonic() + seconds
         while time.monotonic() < end:
@@ -298,32 +304,33 @@ class Operator:
             time.sleep(0.1)
         return False
 
+    def press_yes(self, buttons):
+        # Two-button boxes open with the focus on 否 (no): the left arrow
+        # moves it to 是 (yes), Enter answers.
+        log("operator: pressing Left and Enter on the keypad (是, yes)")
+        if len(buttons) == 2:
+            self.key(KEY_LEFT)
+        self.key(KEY_ENTER)
+        return self.box_closes(3)
+
     def answer_yes(self, buttons):
         """Answers 是 (yes), the left button. Returns whether the box closed."""
-        if self.answer == "keys" or self.mouse:
-            # Two-button boxes open with the focus on 否 (no): the left arrow
-            # moves it to 是 (yes), Enter answers.
-            log("operator: pressing Left and Enter on the keypad (是, yes)")
-            if len(buttons) == 2:
-                self.key(KEY_LEFT)
-            self.key(KEY_ENTER)
-            if self.box_closes(3):
-                return True
-            # The program reads the keypad only once it has looked for input
-            # devices (the pointer test does, and so does plugging a mouse).
-            log("operator: the keypad gets no answer")
-        if not buttons:
-            return False
-        borrowed = not self.mouse
-        self.plug_mouse("a question to answer with the mouse")
-        x, y = buttons[0]
-        log("operator: clicking 是 (yes) at %d,%d" % (x, y))
-        self.click(x, y)
-        if borrowed and self.answer == "keys":
-            # Put away again at once, before the run reaches the pointer
-            # test, so that the pointer test asks for it.
-            self.unplug_mouse("the mouse has clicked")
-        return self.box_closes(5)
+        if self.answer == "mouse" and buttons:
+            self.plug_mouse("a question to answer with the mouse")
+            x, y = buttons[0]
+            log("operator: clicking 是 (yes) at %d,%d" % (x, y))
+            self.click(x, y)
+            return self.box_closes(5)
+        if self.press_yes(buttons):
+            return True
+        # The program reads the keypad only once it has looked for input
+        # devices: the pointer test does, and so does plugging a mouse in or
+        # out. The mouse goes out again before the answer, so that the
+        # pointer test later asks for it.
+        log("operator: the keypad gets no answer")
+        self.plug_mouse("to make the program look for its input devices")
+        self.unplug_mouse("not needed yet")
+        return self.press_yes(buttons)
 
 
 def test_plan(config_path):
@@ -366,7 +373,7 @@ def run(args):
     program = os.path.abspath(args.program or os.path.join(args.build, "app", "uishull"))
     scenario = os.path.abspath(args.scenario or os.path.join(repo, "tools", "quicktest-board.ini"))
     os.makedirs(args.out, exist_ok=True)
-    rundir = tempfile.mkdtemp(prefix="quicktest-board-")
+    rundir = tempfile.mkdtemp(prefix="qt-")
     board = Board(os.path.abspath(args.build), program, scenario, rundir, args.viewer)
     op = Operator(board, os.path.abspath(args.out), args.answer)
     status = 1

@@ -1,31 +1,55 @@
 #!/usr/bin/env bash
 # The main command's scripted operator runs the quick test on the virtual board
-# to the end, acting only through the board: it answers the question (the
-# keypad, then a mouse it plugs in), plugs a mouse in for the pointer test,
-# presses the four keys of the key test, reads the results and the verdict off
-# the screen, and saves its screenshots.
+# to the end, acting only through the board, twice:
+# - as the main command runs it: the question answered on the keypad (a mouse
+#   plugged in and out first makes the program open the keypad), a mouse
+#   plugged in when the pointer test asks for one, the four keys of the key
+#   test pressed on the keypad;
+# - answering with a mouse click instead.
+# Each time it must read the results and the verdict off the screen and save
+# its screenshots.
 #   quicktest_demo_test.sh BUILD_DIR
 set -euo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build=$1
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
-status=0
-log=$(TMPDIR=$out python3 "$repo/tools/quicktest-demo.py" "$build" "$out/shots" --seconds 60) || status=$?
-echo "$log"
 fail() { echo "FAIL: $*" >&2; exit 1; }
-((status == 0)) || fail "the operator ended with status $status"
-# The demo items pass, fail, ask (answered yes), pass, fail; run-all goes on;
-# the pointer and key tests pass by the operator's hand.
-for expected in "row 0 test1   pass" "row 1 test2   fail" "row 2 test2   pass" "row 3 test3   pass" \
-    "row 4 test4   fail" "row 5 pointer pass" "row 6 keys    pass" "verdict: tests failed" \
-    "operator: clicking 是 (yes)" "operator: the pointer test asks for a mouse; plugging a mouse in" \
-    "pressing Menu, Back, VOL+ and VOL-" "poweroff requested: no" "auto run 7"; do
-    grep -qF -- "$expected" <<<"$log" || fail "missing: $expected"
+
+# run NAME [OPERATOR ARGS...]: the operator's output in $log.
+run() {
+    local name=$1 status=0
+    shift
+    mkdir -p "$out/$name"
+    log=$(TMPDIR=$out/$name python3 "$repo/tools/quicktest-demo.py" "$build" "$out/$name/shots" --seconds 60 "$@") \
+        || status=$?
+    echo "==== $name"
+    echo "$log"
+    ((status == 0)) || fail "$name: the operator ended with status $status"
+    # The demo items pass, fail, ask (answered yes), pass, fail; run-all goes
+    # on; the pointer and key tests pass by the operator's hand.
+    for expected in "row 0 test1   pass" "row 1 test2   fail" "row 2 test2   pass" "row 3 test3   pass" \
+        "row 4 test4   fail" "row 5 pointer pass" "row 6 keys    pass" "verdict: tests failed" \
+        "pressing Menu, Back, VOL+ and VOL- on the keypad" "poweroff requested: no" "auto run 7"; do
+        grep -qF -- "$expected" <<<"$log" || fail "$name: missing: $expected"
+    done
+    for shot in quicktest-start.png quicktest-question.png quicktest-end.png; do
+        [[ $(head -c 4 "$out/$name/shots/$shot" | tail -c 3) == PNG ]] || fail "$name: no screenshot $shot"
+    done
+    # Nothing of the run is left behind.
+    local leftover
+    leftover=$(find "$out/$name" -mindepth 1 -maxdepth 1 -name 'qt-*')
+    [[ -z $leftover ]] || fail "$name: run directory left behind: $leftover"
+}
+
+run keypad
+for expected in "operator: pressing Left and Enter on the keypad (是, yes)" \
+    "operator: the pointer test asks for a mouse; plugging a mouse in"; do
+    grep -qF -- "$expected" <<<"$log" || fail "keypad: missing: $expected"
 done
-for shot in quicktest-start.png quicktest-question.png quicktest-end.png; do
-    [[ $(head -c 4 "$out/shots/$shot" | tail -c 3) == PNG ]] || fail "no screenshot $shot"
+
+run mouse --answer mouse
+for expected in "operator: clicking 是 (yes)"; do
+    grep -qF -- "$expected" <<<"$log" || fail "mouse: missing: $expected"
 done
-# Nothing of the run is left behind.
-leftover=$(find "$out" -mindepth 1 -maxdepth 1 -name 'quicktest-board-*')
-[[ -z $leftover ]] || fail "run directory left behind: $leftover"
+echo "both runs passed"
