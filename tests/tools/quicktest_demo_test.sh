@@ -8,10 +8,14 @@
 # - answering with a mouse click instead.
 # Each time it must read the results and the verdict off the screen and save
 # its screenshots.
-#   quicktest_demo_test.sh BUILD_DIR
+#   quicktest_demo_test.sh HOST_BUILD_DIR [PROGRAM]
+# PROGRAM (default: the host build's uishull) may be an armhf build's, which
+# the board runs under qemu-arm. Exit 77 (skip) when the host build has no board.
 set -euo pipefail
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build=$1
+program=${2:-$build/app/uishull}
+[[ -x $build/sim/uishull-board ]] || { echo "skip: no board in $build"; exit 77; }
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 fail() { echo "FAIL: $*" >&2; exit 1; }
@@ -21,7 +25,8 @@ run() {
     local name=$1 status=0
     shift
     mkdir -p "$out/$name"
-    log=$(TMPDIR=$out/$name python3 "$repo/tools/quicktest-demo.py" "$build" "$out/$name/shots" --seconds 60 "$@") \
+    log=$(TMPDIR=$out/$name python3 "$repo/tools/quicktest-demo.py" "$build" "$out/$name/shots" \
+        --program "$program" --seconds 90 "$@") \
         || status=$?
     echo "==== $name"
     echo "$log"
