@@ -42,8 +42,9 @@ KEY_ENTER, KEY_LEFT = 28, 105
 KEY_MENU, KEY_BACK, KEY_VOLUMEUP, KEY_VOLUMEDOWN = 139, 158, 115, 114
 REQUIRED_KEYS = [("Menu", KEY_MENU), ("Back", KEY_BACK), ("VOL+", KEY_VOLUMEUP), ("VOL-", KEY_VOLUMEDOWN)]
 
-# The catalogue's device rows in the program's order; the key test is its
-# last row, so when it is switched on it is the last row on the screen.
+# The quick test's first rows, the program's demo items. The device rows come
+# after them in the catalogue's order: the pointer test first, the key test
+# last, so each is found by its place when config.ini switches it on.
 DEMO_NAMES = ["test1", "test2", "test2", "test3", "test4"]
 
 
