@@ -5,7 +5,9 @@
 #   plugged in and out first makes the program open the keypad), a mouse
 #   plugged in when the pointer test asks for one, the four keys of the key
 #   test pressed on the keypad;
-# - answering with a mouse click instead.
+# - answering with a mouse click instead, on a board confined by its preload
+#   library alone (as where bubblewrap cannot run): the notifier socket and
+#   every other file of the program stay in its run directory.
 # Each time it must read the results and the verdict off the screen and save
 # its screenshots.
 #   quicktest_demo_test.sh HOST_BUILD_DIR [PROGRAM]
@@ -53,8 +55,13 @@ for expected in "operator: pressing Left and Enter on the keypad (是, yes)" \
     grep -qF -- "$expected" <<<"$log" || fail "keypad: missing: $expected"
 done
 
-run mouse --answer mouse
-for expected in "operator: clicking 是 (yes)"; do
+sed -e "s|^config = .*|config = $repo/tools/quicktest-config.ini|" -e "s|^res = .*|res = $repo/res|" \
+    -e "s|^confinement = .*|confinement = preload|" "$repo/tools/quicktest-board.ini" >"$out/preload.ini"
+run mouse --answer mouse --scenario "$out/preload.ini"
+for expected in "operator: clicking 是 (yes)" "confinement: the preload library"; do
     grep -qF -- "$expected" <<<"$log" || fail "mouse: missing: $expected"
 done
+# Only the two runs' own directories (each emptied) and the scenario are left.
+stray=$(find "$out" -mindepth 1 -maxdepth 1 ! -name keypad ! -name mouse ! -name preload.ini)
+[[ -z $stray ]] || fail "files outside the run directories: $stray"
 echo "both runs passed"
