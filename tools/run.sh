@@ -1,33 +1,37 @@
 #!/usr/bin/env bash
 # The main command: installs what is missing, builds the "dev" preset and runs
-# the quick test with its demo items. Without a display it runs headless on a
-# screen file with a scripted operator that answers every question, prints each
-# test's result and the verdict, and saves screenshots of the key moments in
-# docs/screenshots/. With a display (DISPLAY or WAYLAND_DISPLAY set) it runs the
-# quick test on the virtual board in its viewer window instead, for a person to
+# the quick test on the virtual board (sim/, uishull-board): the unmodified
+# program draws on the board's /dev/fb0 and reads its keypad and mouse. Without
+# a display a scripted operator drives it through the board only (keypad keys,
+# a mouse it plugs in, screenshots), prints each test's result and the verdict,
+# and saves screenshots in docs/screenshots/. With a display (DISPLAY or
+# WAYLAND_DISPLAY set) the board's viewer window shows it, for a person to
 # operate with the PC keys standing for the keypad (README: "The viewer").
 #
-# The program always runs in a sandbox: its /tmp is a directory of this run and
-# poweroff (the screen's power button) is a harmless stand-in.
+# The board confines the program: its own /tmp, /data and /, no host device,
+# and poweroff (the screen's power button) recorded, never run.
 #
-# Usage: bash tools/run.sh [--headless] [--update] [--toolkit-demo]
-#   --headless       run headless even when a display is present
-#   --update         run the update screen with the demo update script instead
-#   --toolkit-demo   run the toolkit's example program instead
+# Usage: bash tools/run.sh [--headless] [--update] [--armhf] [--toolkit-demo]
+#   --headless       the scripted operator even when a display is present
+#   --update         the update screen with the demo update script instead
+#   --armhf          the armhf build of the program, under qemu-arm on the board
+#   --toolkit-demo   the toolkit's example program instead
 set -euo pipefail
 
 repo=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo"
 
 headless=0
+armhf=0
 mode=quicktest
 for arg in "$@"; do
     case $arg in
     --headless) headless=1 ;;
     --update) mode=update ;;
     --toolkit-demo) mode=toolkit ;;
+    --armhf) armhf=1 ;;
     -h | --help)
-        sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//'
+        sed -n '2,19p' "$0" | sed 's/^# \{0,1\}//'
         exit 0
         ;;
     *)
@@ -44,7 +48,7 @@ jobs=${UISHULL_JOBS:-2}
 build=$repo/build/dev
 outdir=$repo/build/run
 # What the steps below run; a new step adds its targets here.
-targets=(uishull uishull-notify lumi-demo lumi-shot lumi-input uishull-board)
+targets=(uishull uishull-notify lumi-demo lumi-shot uishull-board)
 
 step() { echo "==== $* ===="; }
 
@@ -56,6 +60,19 @@ cmake --preset dev
 cmake --build --preset dev --parallel "$jobs" --target "${targets[@]}"
 
 mkdir -p "$outdir"
+
+program=$build/app/uishull
+if ((armhf)); then
+    step "armhf build (preset armhf)"
+    export UISHULL_ARMHF_SYSROOT=${UISHULL_ARMHF_SYSROOT:-$repo/build/armhf-sysroot}
+    [[ -d $UISHULL_ARMHF_SYSROOT ]] || bash tools/armhf-sysroot.sh
+    cmake --preset armhf
+    cmake --build --preset armhf --parallel "$jobs" --target uishull
+    program=$repo/build/armhf/app/uishull
+fi
+board=$build/sim/uishull-board
+scenario=$repo/tools/quicktest-board.ini
+shots=$repo/docs/screenshots
 
 run_demo() {
     local demo=$build/toolkit/lumi-demo
@@ -73,57 +90,35 @@ run_demo() {
     fi
 }
 
-# A directory for one run of the program: its working directory (config.ini,
-# res/) and, inside the sandbox, its /tmp.
-make_run_dir() {
-    local dir=$outdir/$1
-    rm -rf "$dir"
-    mkdir -p "$dir"
-    cp -r "$repo/res" "$dir/res"
-    echo "$dir"
-}
-
-# The program runs through tools/sandbox.sh: its own /tmp, stand-ins for poweroff.
-sandbox() { bash "$repo/tools/sandbox.sh" "$@"; }
-
 run_quicktest() {
     if ((headless)); then
-        step "quick test, headless, with a scripted operator"
-        python3 "$repo/tools/quicktest-demo.py" "$build" "$repo/docs/screenshots"
+        step "quick test on the virtual board, headless, with a scripted operator"
+        python3 "$repo/tools/quicktest-demo.py" "$build" "$shots" --program "$program" --scenario "$scenario"
     else
         step "quick test on the virtual board, in its viewer (close it to finish)"
-        # The board's default scenario: the demo items, run through to the end;
-        # the power button's poweroff is recorded and printed by the board.
-        "$build/sim/uishull-board" run --viewer --dir "$outdir/board" -- "$build/app/uishull" 6 || true
+        # The power button's poweroff is recorded and printed by the board.
+        "$board" run --viewer --scenario "$scenario" --dir "$outdir/board" -- "$program" 6 || true
     fi
 }
 
 run_update() {
-    local dir display
-    dir=$(make_run_dir update)
+    local dir=$outdir/update viewer=()
     if ((headless)); then
-        step "update screen, headless, with the demo update script"
-        display=file:/tmp/screen.raw:800x480
+        step "update screen on the virtual board, headless, with the demo update script"
     else
-        step "update screen in a window, with the demo update script"
-        display=sdl
+        step "update screen on the virtual board, in its viewer, with the demo update script"
+        viewer=(--viewer)
     fi
-    # The program's /tmp is the run directory inside the sandbox, the
-    # machine's own without one.
-    local socket=$dir/autorun_msg.dat
-    sandbox --works || socket=/tmp/autorun_msg.dat
-    # A socket left by an earlier run would look ready before the program
-    # has bound its own.
-    rm -f "$socket"
-    LUMI_DISPLAY=$display sandbox "$dir" "$build/app/uishull" 7 &
+    "$board" run "${viewer[@]}" --scenario "$scenario" --dir "$dir" -- "$program" 7 &
     local pid=$!
-    for _ in $(seq 100); do [[ -S $socket ]] && break; sleep 0.05; done
-    local notify=$build/tools/uishull-notify
-    sh "$repo/tools/update-demo.sh" --socket "$socket" --sender "$notify" --no-done
+    for _ in $(seq 200); do [[ -S $dir/board.sock ]] && break; sleep 0.05; done
+    "$board" ctl "$dir" wait-line "receive startup type=7" 60 >/dev/null
+    # The program's /tmp is RUNDIR/tmp on the board: its notifier socket is there.
+    local socket=$dir/tmp/autorun_msg.dat notify=$build/tools/uishull-notify
+    sh "$repo/tools/update-demo.sh" --socket "$socket" --sender "$notify" --no-done --wait 60
     if ((headless)); then
         sleep 0.5
-        "$build/tools/lumi-shot" "$dir/screen.raw" "$repo/docs/screenshots/update.png" 800x480
-        echo "screenshot: $repo/docs/screenshots/update.png"
+        "$board" ctl "$dir" screenshot "$shots/update.png"
     else
         sleep 3
     fi

@@ -934,18 +934,19 @@ EXPORT int bind(int fd, const struct sockaddr* addr, socklen_t len)
     int kind = -1;
     if (addr && addr->sa_family == AF_NETLINK && find_node(fd, &kind) >= 0 && kind == BOARD_KIND_NETLINK)
         return 0; /* the board's end is the kernel: every uevent reaches this socket */
+    /* The address first: it changes len, and the order in which a call's
+     * arguments are evaluated is unspecified. */
     struct sockaddr_un un;
-    /* The length changes with the path: the address is worked out before the call reads it. */
-    const struct sockaddr* to = redirect_sockaddr(addr, &len, 1, &un);
-    return real_bind(fd, to, len);
+    const struct sockaddr* where = redirect_sockaddr(addr, &len, 1, &un);
+    return real_bind(fd, where, len);
 }
 
 EXPORT int connect(int fd, const struct sockaddr* addr, socklen_t len)
 {
     NEXT(connect_fn, connect);
     struct sockaddr_un un;
-    const struct sockaddr* to = redirect_sockaddr(addr, &len, 0, &un);
-    return real_connect(fd, to, len);
+    const struct sockaddr* where = redirect_sockaddr(addr, &len, 0, &un);
+    return real_connect(fd, where, len);
 }
 
 EXPORT ssize_t sendto(
@@ -953,8 +954,8 @@ EXPORT ssize_t sendto(
 {
     NEXT(sendto_fn, sendto);
     struct sockaddr_un un;
-    const struct sockaddr* to = redirect_sockaddr(addr, &len, 0, &un);
-    return real_sendto(fd, data, size, flags, to, len);
+    const struct sockaddr* where = redirect_sockaddr(addr, &len, 0, &un);
+    return real_sendto(fd, data, size, flags, where, len);
 }
 
 /* Datagrams from the board's end read as sent by the kernel: netlink, port id 0, group 1. */
