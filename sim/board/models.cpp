@@ -10,6 +10,11 @@ extern const ModelType kFrameBufferModel;
 extern const ModelType kEvdevModel;
 extern const ModelType kUeventModel;
 extern const ModelType kCommandsModel;
+extern const ModelType kStorageModel;
+extern const ModelType kEthernetModel;
+extern const ModelType kBatteryModel;
+extern const ModelType kVibratorModel;
+extern const ModelType kGsensorModel;
 
 const std::vector<ModelType>& modelTypes()
 {
@@ -18,6 +23,11 @@ const std::vector<ModelType>& modelTypes()
         kEvdevModel,
         kUeventModel,
         kCommandsModel,
+        kStorageModel,
+        kEthernetModel,
+        kBatteryModel,
+        kVibratorModel,
+        kGsensorModel,
     };
     return types;
 }

@@ -39,6 +39,8 @@
 #include <linux/fb.h>
 #include <linux/input.h>
 #include <linux/netlink.h>
+#include <linux/sockios.h>
+#include <net/if.h>
 #include <pthread.h>
 #include <stdarg.h>
 #include <stddef.h>
@@ -328,11 +330,29 @@ static int is_plain_dev(const char* path)
     return 0;
 }
 
-/* Paths the board decides about: every device node but the plain ones. */
+/* The proc and sys files of the device's own drivers that the board's models
+ * answer for: the host's (where they exist at all) are never read or written. */
+static int is_board_file(const char* path)
+{
+    static const char* const files[] = { "/proc/partitions", "/proc/mtd", "/proc/batt_config",
+        "/proc/gsensor_config", "/sys/class/timed_output/vibrator/enable" };
+    for (size_t i = 0; i < sizeof files / sizeof files[0]; ++i) {
+        if (strcmp(path, files[i]) == 0)
+            return 1;
+    }
+    return 0;
+}
+
+/* Paths the board decides about: every device node but the plain ones, and
+ * the drivers' proc and sys files. */
 static int is_board_dev(const char* path)
 {
-    return path && starts_with_dir(path, "/dev") && strcmp(path, "/dev") != 0
-        && strcmp(path, "/dev/input") != 0 && !is_plain_dev(path) && getenv("UISHULL_BOARD_SOCKET");
+    if (!path || !getenv("UISHULL_BOARD_SOCKET"))
+        return 0;
+    if (is_board_file(path))
+        return 1;
+    return starts_with_dir(path, "/dev") && strcmp(path, "/dev") != 0 && strcmp(path, "/dev/input") != 0
+        && !is_plain_dev(path);
 }
 
 /* Lexically resolves "." and ".." of an absolute path into out (PATH_MAX). */
@@ -1033,11 +1053,22 @@ static int fb_request_shape(unsigned long request, uint32_t* size, uint32_t* fla
     }
 }
 
+/* The MII requests of a network interface carry a whole interface request
+ * (the PHY's answer comes back in its union). */
+static int mii_request_shape(unsigned long request, uint32_t* size, uint32_t* flags)
+{
+    if (request != SIOCGMIIPHY && request != SIOCGMIIREG)
+        return -1;
+    *size = sizeof(struct ifreq);
+    *flags = BOARD_IOCTL_IN | BOARD_IOCTL_OUT;
+    return 0;
+}
+
 static int board_ioctl(int handle, unsigned long request, void* arg)
 {
     uint32_t size = _IOC_SIZE(request);
     uint32_t flags = 0;
-    if (fb_request_shape(request, &size, &flags) != 0) {
+    if (fb_request_shape(request, &size, &flags) != 0 && mii_request_shape(request, &size, &flags) != 0) {
         unsigned dir = _IOC_DIR(request);
         if (dir == _IOC_NONE || size == 0) {
             size = 0;
@@ -1090,12 +1121,52 @@ static int board_ioctl(int handle, unsigned long request, void* arg)
     return ans.result;
 }
 
+/* An MII request on any socket goes to the board's model of the interface it
+ * names (opened as "/dev/.board-net/NAME" for the one request), never to the
+ * host's interface. */
+static int board_mii_ioctl(unsigned long request, void* arg)
+{
+    const struct ifreq* ifr = (const struct ifreq*)arg;
+    if (!ifr) {
+        errno = EFAULT;
+        return -1;
+    }
+    char name[IFNAMSIZ + 1];
+    memcpy(name, ifr->ifr_name, IFNAMSIZ);
+    name[IFNAMSIZ] = '\0';
+    if (!name[0] || strchr(name, '/')) {
+        errno = ENODEV;
+        return -1;
+    }
+    char path[64];
+    snprintf(path, sizeof path, "/dev/.board-net/%s", name);
+    int nfd = open_board_dev(path, O_RDONLY | O_CLOEXEC);
+    if (nfd < 0) {
+        errno = ENODEV;
+        return -1;
+    }
+    int kind = -1;
+    int handle = find_node(nfd, &kind);
+    int rc = -1;
+    if (handle >= 0) {
+        rc = board_ioctl(handle, request, arg);
+    } else {
+        errno = ENODEV;
+    }
+    int saved = errno;
+    close(nfd);
+    errno = saved;
+    return rc;
+}
+
 static int ioctl_common(int fd, unsigned long request, void* arg, ioctl_fn real)
 {
     int kind = -1;
     int handle = find_node(fd, &kind);
     if (handle >= 0 && kind != BOARD_KIND_NETLINK)
         return board_ioctl(handle, request, arg);
+    if ((request == SIOCGMIIPHY || request == SIOCGMIIREG) && getenv("UISHULL_BOARD_SOCKET"))
+        return board_mii_ioctl(request, arg);
     if (!real) {
         errno = ENOSYS;
         return -1;

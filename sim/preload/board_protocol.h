@@ -32,6 +32,7 @@ enum board_kind {
     BOARD_KIND_FB = 1,
     BOARD_KIND_EVDEV = 2,
     BOARD_KIND_NETLINK = 3,
+    BOARD_KIND_FILE = 4, /* a driver's file the board made: a memory file or a socket pair */
 };
 
 /* Answer kinds of a stand-in command. */
