@@ -3,6 +3,7 @@
 #include "testfun/inputitem.h"
 #include "testfun/log.hpp"
 #include "testfun/mouseitem.h"
+#include "touch/tscalibratewnd.h"
 
 #include <lumi/config.h>
 
@@ -42,7 +43,7 @@ const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
     { "test_nandflash", "\xC4\xDA\xB2\xBF\xB4\xA2\xB4\xE6",     nullptr },  // 内部储存 internal storage: TestNandFlash (3.5)
     { "test_USBDisk",   "U\xC5\xCC\xB2\xE2\xCA\xD4",            nullptr },  // U盘测试 USB disk test: TestUdisk (3.5)
     { "test_wifi",      "\xCE\xDE\xCF\xDF",                     nullptr },  // 无线 wireless: TestWIFI (3.5)
-    { "test_calts",     "\xB4\xA5\xC3\xFE\xC6\xC1\xD0\xA3\xD7\xBC", nullptr },  // 触摸屏校准 touch-screen calibration: TestTouchScreen (4.4)
+    { "test_calts",     "\xB4\xA5\xC3\xFE\xC6\xC1\xD0\xA3\xD7\xBC", makeItem<TestTouchScreen> },  // 触摸屏校准 touch-screen calibration: TestTouchScreen (4.4)
     { "test_ethernet",  "\xD2\xD4\xCC\xAB\xCD\xF8",             nullptr },  // 以太网 Ethernet: TestNetWork (3.5)
     { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             nullptr },  // 照相机 camera: TestCamera (3.4)
     { "test_lcd",       "LCD\xC6\xC1",                          nullptr },  // LCD屏 LCD screen: TestLCD (3.6)
