@@ -31,8 +31,7 @@ char* nameOf(const char* text)
 
 }
 
-// Rows 6 to 18. The test classes are built by later work on the device tests
-// (Parts 3.2 to 3.6 and 4.4); until a class exists its factory stays null,
+// Rows 6 to 18, one device test each. Until a test's class exists its factory stays null,
 // which skips the row but still reads its key, so the carry-over of the value
 // between keys (see initTestItems) already decides every later row right.
 // Adding a test class is then only filling in its factory here. Each class

@@ -91,10 +91,14 @@ LARGENUM* LargeNumMagSub(LARGENUM* a, LARGENUM* b, LARGENUM* r)
     return r;
 }
 
-LARGENUM* LargeNumAdd(LARGENUM* a, LARGENUM* b, LARGENUM* r)
+namespace {
+
+// a + b when b counts as negative when bNegative says so: the sum and the
+// difference differ only in the sign b brings.
+LARGENUM* addSigned(LARGENUM* a, LARGENUM* b, bool bNegative, LARGENUM* r)
 {
     uint32_t s = isNegative(a) ? 1 : 0;
-    if (isNegative(a) == isNegative(b)) {
+    if (isNegative(a) == bNegative) {
         LargeNumMagAdd(a, b, r);
     } else if (IsLargeNumMagGreaterThan(a, b)) {
         LargeNumMagSub(a, b, r);
@@ -107,19 +111,16 @@ LARGENUM* LargeNumAdd(LARGENUM* a, LARGENUM* b, LARGENUM* r)
     return r;
 }
 
+}
+
+LARGENUM* LargeNumAdd(LARGENUM* a, LARGENUM* b, LARGENUM* r)
+{
+    return addSigned(a, b, isNegative(b), r);
+}
+
 LARGENUM* LargeNumSub(LARGENUM* a, LARGENUM* b, LARGENUM* r)
 {
-    uint32_t s = isNegative(a) ? 1 : 0;
-    if (isNegative(a) != isNegative(b)) {
-        LargeNumMagAdd(a, b, r);
-    } else if (IsLargeNumMagGreaterThan(a, b)) {
-        LargeNumMagSub(a, b, r);
-    } else {
-        LargeNumMagSub(b, a, r);
-        s ^= 1;
-    }
-    r->sign = IsLargeNumNotZero(r) ? s : 0;
-    return r;
+    return addSigned(a, b, !isNegative(b), r);
 }
 
 LARGENUM* LargeNumMulUint32(unsigned x, unsigned y, LARGENUM* r)

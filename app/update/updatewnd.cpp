@@ -245,8 +245,15 @@ int UpdateWnd::handleMessage(LUMIMessage& msg)
             // Kept: this test never holds, so every value is shown as sent,
             // negative and above 100 included; update scripts rely on the raw
             // number appearing on the screen.
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wtautological-overlap-compare"
+#endif
             if (value < 0 && value > 100)
                 break;
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
             if (!m_progress || !m_percentLabel)
                 break;
             m_progress->setPos(value);

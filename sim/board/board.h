@@ -3,8 +3,8 @@
 // with the preload library, serves its device requests and the controller,
 // and copies its output. One thread, one poll loop.
 
-#include "devices.h"
 #include "scenario.h"
+#include "wire.h"
 
 #include <map>
 #include <memory>

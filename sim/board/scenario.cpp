@@ -1,5 +1,7 @@
 #include "scenario.h"
 
+#include "device_model.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -21,61 +23,22 @@ namespace {
         return s.substr(a, b - a + 1);
     }
 
-    bool parseInt(const std::string& text, long min, long max, int& out)
-    {
-        if (text.empty())
-            return false;
-        char* end = nullptr;
-        errno = 0;
-        long v = std::strtol(text.c_str(), &end, 10);
-        if (errno || *end || v < min || v > max)
-            return false;
-        out = static_cast<int>(v);
-        return true;
-    }
+}
 
-    bool parseKind(const std::string& word, InputKind& kind)
-    {
-        for (InputKind k :
-            { InputKind::Keypad, InputKind::Keyboard, InputKind::Mouse, InputKind::Touchscreen }) {
-            if (word == kindName(k)) {
-                kind = k;
-                return true;
-            }
-        }
+bool scenarioInt(const std::string& text, long min, long max, int& out)
+{
+    if (text.empty())
         return false;
-    }
+    char* end = nullptr;
+    errno = 0;
+    long v = std::strtol(text.c_str(), &end, 10);
+    if (errno || *end || v < min || v > max)
+        return false;
+    out = static_cast<int>(v);
+    return true;
+}
 
-    // C-style escapes in command output: \n, \t, \\ and \0NN are all a scenario needs.
-    bool unescape(const std::string& in, std::string& out)
-    {
-        out.clear();
-        for (size_t i = 0; i < in.size(); ++i) {
-            if (in[i] != '\\') {
-                out += in[i];
-                continue;
-            }
-            if (++i == in.size())
-                return false;
-            switch (in[i]) {
-            case 'n':
-                out += '\n';
-                break;
-            case 't':
-                out += '\t';
-                break;
-            case '\\':
-                out += '\\';
-                break;
-            case 's':
-                out += ' ';
-                break;
-            default:
-                return false;
-            }
-        }
-        return true;
-    }
+namespace {
 
     std::string resolve(const std::string& base, const std::string& path)
     {
@@ -131,10 +94,9 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
 {
     Scenario s = defaultScenario();
     std::string section;
+    const ModelType* owner = nullptr; // the model whose section is being read
     int lineNo = 0;
     size_t pos = 0;
-    // Names given per kind before or after the devices line both count.
-    std::string names[4];
     auto fail = [&](const std::string& what) {
         error = name + ":" + std::to_string(lineNo) + ": " + what;
         return false;
@@ -161,8 +123,14 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
             if (line.back() != ']')
                 return fail("a section line must end with ']'");
             section = trim(line.substr(1, line.size() - 2));
-            if (section != "screen" && section != "input" && section != "workdir" && section != "commands"
-                && section != "board")
+            owner = nullptr;
+            for (const ModelType& type : modelTypes()) {
+                for (const std::string& own : type.sections) {
+                    if (own == section)
+                        owner = &type;
+                }
+            }
+            if (!owner && section != "workdir" && section != "board")
                 return fail("unknown section [" + section + "]");
             continue;
         }
@@ -175,42 +143,10 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
             return fail("empty key");
         if (section.empty())
             return fail("key \"" + key + "\" outside a section");
-        if (section == "screen") {
-            if (key == "width" || key == "height") {
-                int v = 0;
-                if (!parseInt(value, 16, 4096, v))
-                    return fail(key + " must be a number from 16 to 4096");
-                (key == "width" ? s.width : s.height) = v;
-            } else if (key == "bpp") {
-                int v = 0;
-                if (!parseInt(value, 16, 32, v) || (v != 16 && v != 32))
-                    return fail("bpp must be 16 or 32");
-                s.bpp = v;
-            } else {
-                return fail("unknown key \"" + key + "\" in [screen]");
-            }
-        } else if (section == "input") {
-            InputKind kind;
-            if (key == "devices") {
-                s.inputs.clear();
-                std::istringstream words(value);
-                std::string w;
-                while (words >> w) {
-                    if (!parseKind(w, kind))
-                        return fail(
-                            "unknown device kind \"" + w + "\" (keypad, keyboard, mouse, touchscreen)");
-                    if (s.inputs.size() == 16)
-                        return fail("at most 16 input devices");
-                    s.inputs.push_back({ kind, std::string() });
-                }
-            } else if (key.size() > 5 && key.compare(key.size() - 5, 5, ".name") == 0
-                && parseKind(key.substr(0, key.size() - 5), kind)) {
-                if (value.empty() || value.size() > 63)
-                    return fail("a device name has 1 to 63 characters");
-                names[static_cast<int>(kind)] = value;
-            } else {
-                return fail("unknown key \"" + key + "\" in [input]");
-            }
+        if (owner) {
+            std::string what;
+            if (!owner->parseKey(section, key, value, base, s, what))
+                return fail(what);
         } else if (section == "workdir") {
             if (key == "config")
                 s.configFile = resolve(base, value);
@@ -218,24 +154,6 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
                 s.resDir = resolve(base, value);
             else
                 return fail("unknown key \"" + key + "\" in [workdir]");
-        } else if (section == "commands") {
-            std::string status = value;
-            std::string rest;
-            size_t sp = value.find_first_of(" \t");
-            if (sp != std::string::npos) {
-                status = value.substr(0, sp);
-                rest = trim(value.substr(sp));
-            }
-            CommandRule rule;
-            rule.pattern = key;
-            if (!parseInt(status, 0, 255, rule.status))
-                return fail("a command's value is STATUS [OUTPUT], STATUS from 0 to 255");
-            if (!unescape(rest, rule.output))
-                return fail("bad escape in the output (\\n, \\t, \\s, \\\\)");
-            // Commands print whole lines.
-            if (!rule.output.empty() && rule.output.back() != '\n')
-                rule.output += '\n';
-            s.commands.push_back(rule);
         } else if (section == "board") {
             if (key != "confinement")
                 return fail("unknown key \"" + key + "\" in [board]");
@@ -249,13 +167,10 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
                 return fail("confinement is auto, bubblewrap or preload");
         }
     }
-    for (auto& in : s.inputs)
-        in.name = names[static_cast<int>(in.kind)].empty() ? defaultName(in.kind)
-                                                           : names[static_cast<int>(in.kind)];
-    if (!names[static_cast<int>(InputKind::Keyboard)].empty())
-        s.keyboardName = names[static_cast<int>(InputKind::Keyboard)];
-    if (!names[static_cast<int>(InputKind::Mouse)].empty())
-        s.mouseName = names[static_cast<int>(InputKind::Mouse)];
+    for (const ModelType& type : modelTypes()) {
+        if (type.finish)
+            type.finish(s);
+    }
     out = s;
     return true;
 }

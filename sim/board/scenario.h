@@ -3,7 +3,10 @@
 // the program's working directory holds, and the commands the board stands
 // in for. Read from an INI file; anything the board does not know is an
 // error naming the file and the line, so a typing mistake is never ignored.
+// The board reads [workdir] and [board]; every other section belongs to a
+// device model (device_model.h), which parses and checks its own keys.
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -35,6 +38,9 @@ struct Scenario {
     std::string resDir; // copied to WORKDIR/res (absolute)
     std::vector<CommandRule> commands;
     Confinement confinement { Confinement::Auto };
+    std::string inputNames[4]; // per InputKind from [input], before they are given to the devices
+    // Sections a model keeps as text: section -> key -> value (already checked by the model).
+    std::map<std::string, std::map<std::string, std::string>> settings;
 };
 
 // The board with no scenario file: an 800x480 RGB565 screen, a keypad and a
@@ -46,6 +52,9 @@ bool loadScenario(const std::string& path, Scenario& out, std::string& error);
 // The same from text already read (name is used in errors, base resolves relative paths).
 bool parseScenario(const std::string& text, const std::string& name, const std::string& base, Scenario& out,
     std::string& error);
+
+// A whole decimal number from min to max.
+bool scenarioInt(const std::string& text, long min, long max, int& out);
 
 const char* kindName(InputKind kind);
 std::string defaultName(InputKind kind);

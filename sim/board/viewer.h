@@ -2,7 +2,7 @@
 // The board's window: the frame buffer scaled to fit, and the PC keyboard
 // pressing the keys of the board's keypad.
 
-#include "devices.h"
+#include "framebuffer.h"
 
 #include <memory>
 #include <string>

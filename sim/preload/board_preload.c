@@ -935,14 +935,17 @@ EXPORT int bind(int fd, const struct sockaddr* addr, socklen_t len)
     if (addr && addr->sa_family == AF_NETLINK && find_node(fd, &kind) >= 0 && kind == BOARD_KIND_NETLINK)
         return 0; /* the board's end is the kernel: every uevent reaches this socket */
     struct sockaddr_un un;
-    return real_bind(fd, redirect_sockaddr(addr, &len, 1, &un), len);
+    /* The length changes with the path: the address is worked out before the call reads it. */
+    const struct sockaddr* to = redirect_sockaddr(addr, &len, 1, &un);
+    return real_bind(fd, to, len);
 }
 
 EXPORT int connect(int fd, const struct sockaddr* addr, socklen_t len)
 {
     NEXT(connect_fn, connect);
     struct sockaddr_un un;
-    return real_connect(fd, redirect_sockaddr(addr, &len, 0, &un), len);
+    const struct sockaddr* to = redirect_sockaddr(addr, &len, 0, &un);
+    return real_connect(fd, to, len);
 }
 
 EXPORT ssize_t sendto(
@@ -950,7 +953,8 @@ EXPORT ssize_t sendto(
 {
     NEXT(sendto_fn, sendto);
     struct sockaddr_un un;
-    return real_sendto(fd, data, size, flags, redirect_sockaddr(addr, &len, 0, &un), len);
+    const struct sockaddr* to = redirect_sockaddr(addr, &len, 0, &un);
+    return real_sendto(fd, data, size, flags, to, len);
 }
 
 /* Datagrams from the board's end read as sent by the kernel: netlink, port id 0, group 1. */

@@ -2,8 +2,7 @@
 // probe program (x86_64 and armhf under qemu-arm), its confinement, its
 // controller, its scenario files, and the real program on it.
 
-#include "child_process.h"
-#include "lumi_test.h"
+#include "board_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -23,128 +22,7 @@ using lumitest::TempDir;
 
 namespace {
 
-std::string boardProgram()
-{
-    return buildProgram("sim/uishull-board");
-}
-
-std::string armhfSysroot()
-{
-    const char* v = std::getenv("UISHULL_ARMHF_SYSROOT");
-    return v && *v ? v : UISHULL_BOARD_TEST_ARMHF_SYSROOT;
-}
-
-bool exists(const std::string& path)
-{
-    struct stat st { };
-    return lstat(path.c_str(), &st) == 0;
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-// The value of the first "key value" line of text.
-std::string valueOf(const std::string& text, const std::string& key)
-{
-    std::istringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.compare(0, key.size() + 1, key + " ") == 0)
-            return line.substr(key.size() + 1);
-    }
-    return "<no " + key + ">";
-}
-
-// A PNG's pixel as 0xRRGGBB, or -1.
-long pngPixel(const std::string& path, int x, int y)
-{
-    png_image image {};
-    image.version = PNG_IMAGE_VERSION;
-    if (!png_image_begin_read_from_file(&image, path.c_str()))
-        return -1;
-    image.format = PNG_FORMAT_RGB;
-    std::vector<unsigned char> px(PNG_IMAGE_SIZE(image));
-    if (!png_image_finish_read(&image, nullptr, px.data(), 0, nullptr))
-        return -1;
-    if (x < 0 || y < 0 || static_cast<unsigned>(x) >= image.width || static_cast<unsigned>(y) >= image.height)
-        return -1;
-    const unsigned char* p = &px[(static_cast<size_t>(y) * image.width + x) * 3];
-    return (p[0] << 16) | (p[1] << 8) | p[2];
-}
-
-// One board run in a directory of the test.
-class Board {
-public:
-    Board(const TempDir& tmp, const std::string& name, const std::vector<std::string>& command,
-        const std::string& scenarioText = std::string(), const std::vector<std::string>& env = {})
-        : m_dir(tmp.file(name))
-    {
-        std::vector<std::string> args = { "run", "--dir", m_dir };
-        if (!scenarioText.empty()) {
-            const std::string scenario = tmp.file(name + ".ini");
-            std::ofstream(scenario) << scenarioText;
-            args.insert(args.end(), { "--scenario", scenario });
-        }
-        args.push_back("--");
-        args.insert(args.end(), command.begin(), command.end());
-        std::vector<std::string> e = env;
-        e.push_back("UISHULL_ARMHF_SYSROOT=" + armhfSysroot());
-        process = std::make_unique<ChildProcess>(boardProgram(), args, e);
-    }
-
-    // Runs "uishull-board ctl DIR words..."; returns its exit status, its output in out.
-    int ctl(const std::vector<std::string>& words, std::string* out = nullptr)
-    {
-        std::vector<std::string> args = { "ctl", m_dir };
-        args.insert(args.end(), words.begin(), words.end());
-        ChildProcess c(boardProgram(), args, {});
-        const int status = c.wait(30000);
-        if (out)
-            *out = c.output() + c.errors();
-        return status;
-    }
-
-    // Waits for the board's socket (the program has been started by then).
-    bool ready()
-    {
-        for (int i = 0; i < 500 && !exists(m_dir + "/board.sock"); ++i) {
-            if (!process->running())
-                return false;
-            usleep(10000);
-        }
-        return exists(m_dir + "/board.sock");
-    }
-
-    bool waitLine(const std::string& text, int seconds = 20)
-    {
-        return ready() && ctl({ "wait-line", text, std::to_string(seconds) }) == 0;
-    }
-
-    std::string state()
-    {
-        std::string out;
-        ctl({ "state" }, &out);
-        return out;
-    }
-
-    const std::string& dir() const { return m_dir; }
-    std::unique_ptr<ChildProcess> process;
-
-private:
-    std::string m_dir;
-};
-
-enum class ProbeArch { X86_64, Armhf };
-
-std::string probePath(ProbeArch arch)
-{
-    return buildProgram(arch == ProbeArch::X86_64 ? "tests/sim/board-probe" : "tests/sim/armhf/board-probe");
-}
+using namespace boardtest;
 
 class BoardProbe : public ::testing::TestWithParam<ProbeArch> {
 protected:

@@ -127,8 +127,11 @@ void do_log_debug(const char* fmt, ...)
     struct timeval tv {};
     gettimeofday(&tv, nullptr);
 
-    // One write per line, so lines of concurrent writers do not interleave.
-    // Longer texts are cut; the line still ends with its newline.
+    // One line at a time, so lines of concurrent writers do not interleave.
+    // Longer texts are cut; the line still ends with its newline. It goes
+    // through stderr rather than straight to the descriptor: callers run on
+    // the loop (signals are loop events), and a program may have given stderr
+    // a stream that never blocks on a stalled reader.
     char line[1024];
     const int prefix = std::snprintf(line, sizeof line, "[%lld.%06ld] ", static_cast<long long>(tv.tv_sec),
         static_cast<long>(tv.tv_usec));
@@ -144,5 +147,6 @@ void do_log_debug(const char* fmt, ...)
         len += std::min(static_cast<size_t>(n), room - len - 1);
     if (len == static_cast<size_t>(prefix) || line[len - 1] != '\n')
         line[len++] = '\n';
-    writeAll(line, len);
+    std::fwrite(line, 1, len, stderr);
+    std::fflush(stderr);
 }

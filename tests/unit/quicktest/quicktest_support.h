@@ -80,8 +80,6 @@ public:
     using QuickTestWnd::log;
     using QuickTestWnd::logEdit;
     using QuickTestWnd::nextButton;
-    // What the window paints under its children, asked with a memory DC.
-    using QuickTestWnd::onDrawBackground;
     using QuickTestWnd::passSwatch;
     using QuickTestWnd::passText;
     using QuickTestWnd::powerButton;

@@ -459,18 +459,22 @@ TEST_F(QuickTestScreenTest, BackgroundsAreWhiteForTheGridGreyForTheLogAndBlueGre
     ProbeWnd* window = openWindow();
     MemDC dc;
     ASSERT_EQ(dc.create(Rect(0, 0, 30, 10), nullptr), 0);
+    // Each child asks its parent for what lies under it, as the toolkit does
+    // before painting a transparent child.
     const Rect r(0, 0, 10, 10);
-    EXPECT_EQ(window->onDrawBackground(&dc, &r, window->grid), 0);
+    window->grid->redrawBackground(dc, &r, window->grid);
     EXPECT_EQ(dc.getPixel(5, 5), kWhite);
     const Rect r2(10, 0, 20, 10);
-    window->onDrawBackground(&dc, &r2, window->logEdit);
+    window->logEdit->redrawBackground(dc, &r2, window->logEdit);
     EXPECT_EQ(dc.getPixel(15, 5), kLogBack);
     const Rect r3(20, 0, 30, 10);
-    window->onDrawBackground(&dc, &r3, window->currentLabel);
+    window->currentLabel->redrawBackground(dc, &r3, window->currentLabel);
     EXPECT_EQ(dc.getPixel(25, 5), kWindowBack);
-    window->onDrawBackground(&dc, &r, window);
+    // Anything that is neither the grid nor the log, the window itself and
+    // no window included, gets the window's own colour.
+    window->grid->redrawBackground(dc, &r, window);
     EXPECT_EQ(dc.getPixel(5, 5), kWindowBack);
-    window->onDrawBackground(&dc, &r2, nullptr);
+    window->grid->redrawBackground(dc, &r2, nullptr);
     EXPECT_EQ(dc.getPixel(15, 5), kWindowBack);
 }
 

@@ -1,0 +1,30 @@
+#include "device_model.h"
+
+#include <cerrno>
+
+namespace board {
+
+// Each model's file defines its type; the order is the order in which opens
+// and commands are offered and the state lists the models' members.
+extern const ModelType kFrameBufferModel;
+extern const ModelType kEvdevModel;
+extern const ModelType kUeventModel;
+extern const ModelType kCommandsModel;
+
+const std::vector<ModelType>& modelTypes()
+{
+    static const std::vector<ModelType> types = {
+        kFrameBufferModel,
+        kEvdevModel,
+        kUeventModel,
+        kCommandsModel,
+    };
+    return types;
+}
+
+IoctlResult DeviceModel::ioctl(Node&, uint32_t, uint64_t, const std::vector<uint8_t>&)
+{
+    return IoctlResult::fail(ENOTTY);
+}
+
+}
