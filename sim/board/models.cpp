@@ -10,6 +10,7 @@ extern const ModelType kFrameBufferModel;
 extern const ModelType kEvdevModel;
 extern const ModelType kUeventModel;
 extern const ModelType kCommandsModel;
+extern const ModelType kTouchPanelModel;
 
 const std::vector<ModelType>& modelTypes()
 {
@@ -18,6 +19,7 @@ const std::vector<ModelType>& modelTypes()
         kEvdevModel,
         kUeventModel,
         kCommandsModel,
+        kTouchPanelModel,
     };
     return types;
 }

@@ -32,6 +32,7 @@ enum board_kind {
     BOARD_KIND_FB = 1,
     BOARD_KIND_EVDEV = 2,
     BOARD_KIND_NETLINK = 3,
+    BOARD_KIND_TOUCH = 4,
 };
 
 /* Answer kinds of a stand-in command. */
