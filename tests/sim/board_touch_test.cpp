@@ -10,7 +10,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <png.h>
+#include <random>
+#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using namespace boardtest;
@@ -95,11 +98,12 @@ const char kTouchConfig[]
       "test_motor = 0\ntest_sensor = 0\ntest_charge = 0\ntest_keypress = 0\n"
       "[autorun]\nrunall = 1\n";
 
-class BoardTouch : public ::testing::TestWithParam<ProbeArch> {
+class BoardTouchBase : public ::testing::Test {
 protected:
-    void SetUp() override
+    // The program of arch, or a skip when it cannot run here.
+    void useProgram(ProbeArch arch)
     {
-        if (GetParam() == ProbeArch::Armhf) {
+        if (arch == ProbeArch::Armhf) {
             program = armhfBuild() + "/app/uishull";
             if (!exists(program))
                 GTEST_SKIP() << "no armhf build of the program (build/armhf or UISHULL_ARMHF_BUILD)";
@@ -182,6 +186,42 @@ protected:
     TempDir tmp;
 };
 
+class BoardTouch : public BoardTouchBase, public ::testing::WithParamInterface<ProbeArch> {
+protected:
+    void SetUp() override { useProgram(GetParam()); }
+};
+
+// One of five panels (the second parameter) on one architecture.
+class BoardRandomPanel : public BoardTouchBase,
+                         public ::testing::WithParamInterface<std::tuple<ProbeArch, int>> {
+protected:
+    void SetUp() override { useProgram(std::get<0>(GetParam())); }
+};
+
+// Five panels drawn from the range of real ones (scale, offset, reversed
+// axes, up to two degrees of rotation, noise of three raw units): each is
+// calibrated by the crosses with the real program, and touches across the
+// screen then land within two pixels on each axis.
+std::string randomPanel(int index)
+{
+    std::mt19937 rng(static_cast<uint32_t>(1000 + index));
+    std::uniform_real_distribution<double> scaleX(3.4, 4.4), scaleY(5.6, 7.2), offset(150, 300), angle(-2, 2);
+    std::bernoulli_distribution flip(0.4);
+    double sx = scaleX(rng), sy = scaleY(rng), ox = offset(rng), oy = offset(rng);
+    if (flip(rng)) {
+        sx = -sx;
+        ox = 4000 - ox;
+    }
+    if (flip(rng)) {
+        sy = -sy;
+        oy = 4000 - oy;
+    }
+    std::ostringstream o;
+    o << "scale.x = " << sx << "\nscale.y = " << sy << "\noffset.x = " << ox << "\noffset.y = " << oy
+      << "\nrotation = " << angle(rng) << "\nnoise = 3\nseed = " << index + 1 << "\n";
+    return o.str();
+}
+
 TEST_P(BoardTouch, OperatorCalibratesByTheCrossesAndATouchLandsWithinTwoPixels)
 {
     auto b
@@ -228,6 +268,42 @@ TEST_P(BoardTouch, OperatorCalibratesByTheCrossesAndATouchLandsWithinTwoPixels)
         back = b->ctl({ "screenshot", png }) == 0 && pngPixel(png, 5, 300) == 0xFFFFFF;
     }
     EXPECT_TRUE(back);
+    b->ctl({ "stop" });
+    EXPECT_EQ(b->process->wait(30000), 0);
+}
+
+TEST_P(BoardRandomPanel, CalibratesByTheCrossesAndTouchesLandWithinTwoPixels)
+{
+    const int index = std::get<1>(GetParam());
+    SCOPED_TRACE(randomPanel(index));
+    auto b = std::make_unique<Board>(
+        tmp, "run", std::vector<std::string> { program, "6" }, scenario(randomPanel(index)));
+    ASSERT_TRUE(b->waitLine("auto run 3", 90));
+    b->ctl({ "touch", "347", "288" });
+    ASSERT_TRUE(b->waitLine(" [--I] CAL_START......", 60));
+    touchFiveCrosses(*b);
+    ASSERT_TRUE(b->waitLine("[--I] CAL_DONE......", 30)) << readFile(b->dir() + "/stdout.log");
+    const int points[][2] = { { 120, 90 }, { 680, 90 }, { 400, 250 }, { 120, 400 }, { 680, 400 } };
+    for (const auto& pt : points) {
+        ASSERT_EQ(b->ctl({ "touch", std::to_string(pt[0]), std::to_string(pt[1]) }), 0);
+        const std::string png = tmp.file("p.png");
+        Picture p;
+        ASSERT_EQ(b->ctl({ "screenshot", png }), 0);
+        ASSERT_TRUE(p.load(png));
+        // The release square (magenta, 4 x 4 from x - 2) nearest the aim.
+        long n = 0, sx = 0, sy = 0;
+        for (int y = pt[1] - 15; y <= pt[1] + 15; ++y)
+            for (int x = pt[0] - 15; x <= pt[0] + 15; ++x)
+                if (p.at(x, y) == 0xFF00FF) {
+                    ++n;
+                    sx += x;
+                    sy += y;
+                }
+        ASSERT_GT(n, 0) << pt[0] << "," << pt[1];
+        const double rx = static_cast<double>(sx) / n + 0.5, ry = static_cast<double>(sy) / n + 0.5;
+        EXPECT_LE(std::abs(rx - pt[0]), 2.0) << pt[0] << "," << pt[1] << " landed at " << rx << "," << ry;
+        EXPECT_LE(std::abs(ry - pt[1]), 2.0) << pt[0] << "," << pt[1] << " landed at " << rx << "," << ry;
+    }
     b->ctl({ "stop" });
     EXPECT_EQ(b->process->wait(30000), 0);
 }
@@ -283,6 +359,13 @@ TEST(BoardTouchPanel, ControllerRefusesBadTouchesAndTheScenarioBadKeys)
         EXPECT_NE(c.errors().find(file + ":2:"), std::string::npos) << c.errors();
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Arch, BoardRandomPanel,
+    ::testing::Combine(::testing::Values(ProbeArch::X86_64, ProbeArch::Armhf), ::testing::Range(0, 5)),
+    [](const ::testing::TestParamInfo<std::tuple<ProbeArch, int>>& i) {
+        return "panel" + std::to_string(std::get<1>(i.param)) + "_"
+            + (std::get<0>(i.param) == ProbeArch::X86_64 ? "x86_64" : "armhf");
+    });
 
 INSTANTIATE_TEST_SUITE_P(Arch, BoardTouch, ::testing::Values(ProbeArch::X86_64, ProbeArch::Armhf),
     [](const ::testing::TestParamInfo<ProbeArch>& i) {
