@@ -174,7 +174,8 @@ namespace {
         auto next = s_script.front();
         s_script.pop_front();
         const size_t n = next.size() < size ? next.size() : size;
-        memcpy(buffer, next.data(), n);
+        if (n > 0)
+            memcpy(buffer, next.data(), n);
         return static_cast<ssize_t>(n);
     }
 }
