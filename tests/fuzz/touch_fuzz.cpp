@@ -46,16 +46,19 @@ int fuzzIoctl(int, unsigned long request, int*)
 struct Harness {
     GuiRT rt; // the loop only: no display
     GuiApp app;
-    std::string dir;
+    std::string dir; // the calibration file's working directory
+    std::string home; // the fuzzer's own (its corpus paths are relative to it)
 
     Harness()
     {
         if (!freopen("/dev/null", "w", stdout))
             abort();
         char templ[] = "/tmp/touch-fuzz-XXXXXX";
-        if (!mkdtemp(templ) || chdir(templ) != 0)
+        char cwd[4096];
+        if (!mkdtemp(templ) || !getcwd(cwd, sizeof cwd))
             abort();
         dir = templ;
+        home = cwd;
         // Requests go to a file of the fuzzer's own directory, answered here.
         const std::string device = dir + "/ts";
         FILE* f = fopen(device.c_str(), "w");
@@ -82,6 +85,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     g_tsReadHandler.onRead(-1);
     h.app.dispatchMessages();
 
+    // The calibration file is read from the working directory: the harness's
+    // own for these calls only.
+    if (chdir(h.dir.c_str()) != 0)
+        abort();
     FILE* f = fopen(TS_CALIBRATION_FILE, "wb");
     if (!f)
         abort();
@@ -94,5 +101,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         abort();
     char buf[8];
     loadConfigFile(buf, sizeof buf);
+    if (chdir(h.home.c_str()) != 0)
+        abort();
     return 0;
 }
