@@ -7,6 +7,8 @@
 #include "shell/pelnetlink.h"
 #include "shell/pelnotifier.h"
 #include "testfun/linuxevent.h"
+#include "touch/multitouchscreen.h"
+#include "touch/tsdevice.h"
 #include "update/updatewnd.h"
 #include "widgets/pelcursor.h"
 
@@ -60,6 +62,9 @@ int main(int argc, char** argv)
     } else if (type == 6) {
         PelNetlink::init();
         initEventTouchScreen();
+        // The resistive panel is the device's pointer: the quick test is run
+        // by touch. Without it the program goes on with its other inputs.
+        MultiTouchScreen::getTs()->open(tsDevicePath());
         QuickTestWnd* wnd = new QuickTestWnd;
         wnd->create();
         wnd->showWindow(1);
@@ -68,8 +73,10 @@ int main(int argc, char** argv)
     app.run();
 
     app.term();
-    if (type == 6)
+    if (type == 6) {
         closeEventTouchScreen();
+        MultiTouchScreen::getTs()->close();
+    }
     // However the loop ended (the update's end, SIGTERM, SIGINT), the
     // socket file goes with the program.
     PelNotifier::close();

@@ -11,6 +11,7 @@
 #include "testfun/testsensor.h"
 #include "testfun/testudisk.h"
 #include "testfun/testwifi.h"
+#include "touch/tscalibratewnd.h"
 
 #include <lumi/config.h>
 
@@ -45,19 +46,19 @@ char* nameOf(const char* text)
 // chooses its own auto-run flag.
 // clang-format off
 const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
-    { "test_mouse",     "\xCA\xF3\xB1\xEA",                     makeItem<MouseItem> },  // 鼠标 mouse: MouseItem (3.2)
+    { "test_mouse",     "\xCA\xF3\xB1\xEA",                     makeItem<MouseItem> },  // 鼠标 mouse: MouseItem
     { "test_nandflash", "\xC4\xDA\xB2\xBF\xB4\xA2\xB4\xE6",     makeItem<TestNandFlash> },  // 内部储存 internal storage: TestNandFlash
     { "test_USBDisk",   "U\xC5\xCC\xB2\xE2\xCA\xD4",            makeItem<TestUdisk> },  // U盘测试 USB disk test: TestUdisk
     { "test_wifi",      "\xCE\xDE\xCF\xDF",                     makeItem<TestWIFI> },  // 无线 wireless: TestWIFI
-    { "test_calts",     "\xB4\xA5\xC3\xFE\xC6\xC1\xD0\xA3\xD7\xBC", nullptr },  // 触摸屏校准 touch-screen calibration: TestTouchScreen (4.4)
+    { "test_calts",     "\xB4\xA5\xC3\xFE\xC6\xC1\xD0\xA3\xD7\xBC", makeItem<TestTouchScreen> },  // 触摸屏校准 touch-screen calibration: TestTouchScreen
     { "test_ethernet",  "\xD2\xD4\xCC\xAB\xCD\xF8",             makeItem<TestNetWork> },  // 以太网 Ethernet: TestNetWork
-    { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             nullptr },  // 照相机 camera: TestCamera (3.4)
+    { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             nullptr },  // 照相机 camera: TestCamera
     { "test_lcd",       "LCD\xC6\xC1",                          makeItem<TestLCD> },  // LCD屏 LCD screen: TestLCD
-    { "test_audio",     "\xD2\xF4\xC6\xB5",                     nullptr },  // 音频 audio: TestAUDIO (3.3)
+    { "test_audio",     "\xD2\xF4\xC6\xB5",                     nullptr },  // 音频 audio: TestAUDIO
     { "test_motor",     "\xD5\xF0\xB6\xAF",                     makeItem<TestMotor> },  // 震动 vibration: TestMotor
     { "test_sensor",    "G-\xB4\xAB\xB8\xD0\xC6\xF7",           makeItem<TestSensor> },  // G-传感器 G-sensor: TestSensor
     { "test_charge",    "\xB3\xE4\xB5\xE7\xD7\xB4\xCC\xAC",     makeItem<TestBattery> },  // 充电状态 charging state: TestBattery
-    { "test_keypress",  "\xB0\xB4\xBC\xFC",                     makeItem<InputItem> },  // 按键 keys: InputItem (3.2)
+    { "test_keypress",  "\xB0\xB4\xBC\xFC",                     makeItem<InputItem> },  // 按键 keys: InputItem
 };
 // clang-format on
 

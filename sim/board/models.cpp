@@ -15,6 +15,7 @@ extern const ModelType kEthernetModel;
 extern const ModelType kBatteryModel;
 extern const ModelType kVibratorModel;
 extern const ModelType kGsensorModel;
+extern const ModelType kTouchPanelModel;
 
 const std::vector<ModelType>& modelTypes()
 {
@@ -28,6 +29,7 @@ const std::vector<ModelType>& modelTypes()
         kBatteryModel,
         kVibratorModel,
         kGsensorModel,
+        kTouchPanelModel,
     };
     return types;
 }

@@ -2,6 +2,7 @@
 
 #if UISHULL_BOARD_WITH_SDL
 #include <SDL.h>
+#include <cstdlib>
 #include <linux/input.h>
 #endif
 
@@ -67,6 +68,8 @@ namespace {
                 return false;
             }
             SDL_RenderSetLogicalSize(m_renderer, width, height);
+            m_width = width;
+            m_height = height;
             return true;
         }
 
@@ -89,6 +92,27 @@ namespace {
                             commands.push_back("key " + std::to_string(m.code) + (down ? " down" : " up"));
                     }
                 }
+                // The left button is a finger on the touch panel: played to the
+                // panel when it is let go, as a touch held as long as the button
+                // was, or a stroke when the mouse moved meanwhile.
+                if (e.type == SDL_MOUSEBUTTONDOWN && e.button.button == SDL_BUTTON_LEFT) {
+                    m_pressX = clampTo(e.button.x, m_width);
+                    m_pressY = clampTo(e.button.y, m_height);
+                    m_pressTicks = SDL_GetTicks();
+                    m_pressed = true;
+                } else if (e.type == SDL_MOUSEBUTTONUP && e.button.button == SDL_BUTTON_LEFT && m_pressed) {
+                    m_pressed = false;
+                    const int x = clampTo(e.button.x, m_width);
+                    const int y = clampTo(e.button.y, m_height);
+                    const uint32_t held = SDL_GetTicks() - m_pressTicks;
+                    const std::string ms = std::to_string(held < 1 ? 1 : held > 10000 ? 10000 : held);
+                    if (std::abs(x - m_pressX) > 3 || std::abs(y - m_pressY) > 3)
+                        commands.push_back("swipe " + std::to_string(m_pressX) + " "
+                            + std::to_string(m_pressY) + " " + std::to_string(x) + " " + std::to_string(y)
+                            + " " + ms);
+                    else
+                        commands.push_back("touch " + std::to_string(x) + " " + std::to_string(y) + " " + ms);
+                }
             }
             const std::vector<uint8_t> rgb = fb.rgb();
             SDL_UpdateTexture(m_texture, nullptr, rgb.data(), fb.width() * 3);
@@ -102,8 +126,16 @@ namespace {
         SDL_Window* m_window { nullptr };
         SDL_Renderer* m_renderer { nullptr };
         SDL_Texture* m_texture { nullptr };
+        static int clampTo(int v, int size) { return v < 0 ? 0 : v >= size ? size - 1 : v; }
+
         bool m_mouse { false };
         bool m_keyboard { false };
+        int m_width { 0 };
+        int m_height { 0 };
+        bool m_pressed { false };
+        int m_pressX { 0 };
+        int m_pressY { 0 };
+        uint32_t m_pressTicks { 0 };
     };
 
 }

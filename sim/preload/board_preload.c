@@ -1027,7 +1027,7 @@ EXPORT ssize_t recvmsg(int fd, struct msghdr* msg, int flags)
 
 /* ---- ioctl ---- */
 
-/* Frame buffer requests whose numbers carry no size. */
+/* Requests whose numbers do not give their size: the frame buffer's and the touch panel's. */
 static int fb_request_shape(unsigned long request, uint32_t* size, uint32_t* flags)
 {
     switch (request) {
@@ -1047,6 +1047,16 @@ static int fb_request_shape(unsigned long request, uint32_t* size, uint32_t* fla
     case FBIOBLANK:
         *size = 0;
         *flags = BOARD_IOCTL_VALUE;
+        return 0;
+    /* The touch panel's calibration requests carry seven 32-bit numbers
+       whatever size their numbers say. */
+    case 0x40047402: /* CAL_DONE */
+        *size = 28;
+        *flags = BOARD_IOCTL_IN;
+        return 0;
+    case 0x80047403: /* RAWDATA */
+        *size = 28;
+        *flags = BOARD_IOCTL_IN | BOARD_IOCTL_OUT;
         return 0;
     default:
         return -1;

@@ -33,6 +33,7 @@ enum board_kind {
     BOARD_KIND_EVDEV = 2,
     BOARD_KIND_NETLINK = 3,
     BOARD_KIND_FILE = 4, /* a driver's file the board made: a memory file or a socket pair */
+    BOARD_KIND_TOUCH = 5,
 };
 
 /* Answer kinds of a stand-in command. */

@@ -1,0 +1,176 @@
+#include "touch/tsdevice.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+const int g_tsIdentity[kCalibrationCoefficientCount] = { 1, 0, 0, 0, 1, 0, 1 };
+
+namespace {
+
+const char* s_devicePath = TS_DEVICE_PATH;
+
+int systemIoctl(int fd, unsigned long request, int* coeffs)
+{
+    return ioctl(fd, request, coeffs);
+}
+
+TsIoctl s_ioctl = systemIoctl;
+
+// Writes all of buf, retrying short writes; false on an error.
+bool writeAll(int fd, const char* buf, size_t len)
+{
+    while (len > 0) {
+        const ssize_t n = ::write(fd, buf, len);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return false;
+        }
+        buf += n;
+        len -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+}
+
+const char* tsDevicePath()
+{
+    return s_devicePath;
+}
+
+void setTsDevicePath(const char* path)
+{
+    s_devicePath = path ? path : TS_DEVICE_PATH;
+}
+
+TsIoctl setTsIoctl(TsIoctl func)
+{
+    TsIoctl previous = s_ioctl;
+    s_ioctl = func ? func : systemIoctl;
+    return previous;
+}
+
+int pointerCalibrationSet(int mode, int* coeffs)
+{
+    // Kept open on purpose: see the header.
+    const int fd = ::open(s_devicePath, O_RDWR | O_CLOEXEC);
+    if (fd < 0) {
+        puts("open device error......");
+        return -1;
+    }
+    switch (mode) {
+    case TS_MODE_CAL_START:
+        puts(" [--I] CAL_START......");
+        if (s_ioctl(fd, TS_CAL_START, coeffs) < 0) {
+            puts("CAL_START......ioctl failed!");
+            return -1;
+        }
+        break;
+    case TS_MODE_CAL_DONE:
+        puts("[--I] CAL_DONE......");
+        if (s_ioctl(fd, TS_CAL_DONE, coeffs) < 0) {
+            puts("CAL_DONE......ioctl failed!");
+            return -1;
+        }
+        break;
+    case TS_MODE_RAWDATA:
+        puts("[--I] RAWDATA......");
+        if (s_ioctl(fd, TS_RAWDATA, coeffs) < 0) {
+            puts("RAWDATA......ioctl failed!");
+            return -1;
+        }
+        break;
+    default:
+        break;
+    }
+    return 0;
+}
+
+int writeConfigFile(char* buf, int len)
+{
+    const int fd = ::open(TS_CALIBRATION_FILE, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        printf("[writeConfigFile] open %s fail \n", TS_CALIBRATION_FILE);
+        return -1;
+    }
+    const bool ok = len <= 0 || writeAll(fd, buf, static_cast<size_t>(len));
+    ::close(fd);
+    if (!ok) {
+        printf("[writeConfigFile] write %s fail: %s\n", TS_CALIBRATION_FILE, strerror(errno));
+        return -1;
+    }
+    return 0;
+}
+
+int loadConfigFile(char* buf, int len)
+{
+    // Non-blocking, so that a FIFO or a device planted at the name cannot
+    // hold start-up; only a regular file of exactly 28 bytes is taken.
+    const int fd = ::open(TS_CALIBRATION_FILE, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        printf("[loadConfigFile] open %s fail \n", TS_CALIBRATION_FILE);
+        return -1;
+    }
+    struct stat st { };
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size != TS_CALIBRATION_FILE_SIZE) {
+        printf("[loadConfigFile] %s is not a calibration (%lld bytes, expected %d) \n", TS_CALIBRATION_FILE,
+            S_ISREG(st.st_mode) ? static_cast<long long>(st.st_size) : -1LL, TS_CALIBRATION_FILE_SIZE);
+        ::close(fd);
+        return -1;
+    }
+    char data[TS_CALIBRATION_FILE_SIZE];
+    size_t got = 0;
+    while (got < sizeof data) {
+        const ssize_t n = ::read(fd, data + got, sizeof data - got);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        got += static_cast<size_t>(n);
+    }
+    ::close(fd);
+    if (got != sizeof data) {
+        printf("[loadConfigFile] read %s fail \n", TS_CALIBRATION_FILE);
+        return -1;
+    }
+    if (buf && len > 0)
+        memcpy(buf, data, static_cast<size_t>(len) < sizeof data ? static_cast<size_t>(len) : sizeof data);
+    return 0;
+}
+
+int touchScreenCalibrate()
+{
+    struct stat st;
+    if (stat(TS_CALIBRATION_FILE, &st) != 0) {
+        puts("First calibrated! ");
+        return 0;
+    }
+    int coeffs[kCalibrationCoefficientCount];
+    memcpy(coeffs, g_tsIdentity, sizeof coeffs);
+    unsigned char bytes[TS_CALIBRATION_FILE_SIZE];
+    if (loadConfigFile(reinterpret_cast<char*>(bytes), sizeof bytes) != 0)
+        return 0;
+    // The file is little-endian whatever the host's byte order.
+    for (int i = 0; i < kCalibrationCoefficientCount; ++i) {
+        const unsigned char* p = bytes + 4 * i;
+        coeffs[i] = static_cast<int32_t>(static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8
+            | static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24);
+    }
+    if (coeffs[kCoeffDelta] == 1 && coeffs[kCoeffA1] == 1 && coeffs[kCoeffB2] == 1) {
+        puts("uncalibrated.. ");
+        return 0;
+    }
+    // A divisor of 0 would make the driver divide by zero on every sample.
+    if (coeffs[kCoeffDelta] == 0) {
+        printf("[loadConfigFile] %s holds a divisor of 0 \n", TS_CALIBRATION_FILE);
+        return 0;
+    }
+    return pointerCalibrationSet(TS_MODE_CAL_DONE, coeffs) == 0 ? 1 : 0;
+}
