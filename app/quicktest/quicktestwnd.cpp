@@ -113,7 +113,7 @@ ScreenLayout::ScreenLayout(const Rect& client)
 }
 
 // A text or swatch of the screen. Colours of -1 are left as the toolkit's.
-struct LabelSpec {
+struct LabelPlan {
     Label* QuickTestWnd::*field;
     const Rect& rect;
     unsigned int style;
@@ -126,7 +126,7 @@ struct LabelSpec {
 };
 
 // A button of the screen: blue face, white caption, centred.
-struct ButtonSpec {
+struct ButtonPlan {
     PelButton* QuickTestWnd::*field;
     const Rect& rect;
     const char* gbk;
@@ -139,40 +139,40 @@ template <size_t N> constexpr int gbkBytes(const char (&)[N])
     return static_cast<int>(N - 1);
 }
 
-Label* makeLabel(WndBase* parent, const LabelSpec& spec)
+Label* makeLabel(WndBase* parent, const LabelPlan& plan)
 {
     auto* label = new Label; // a child: the toolkit deletes it with the window
-    label->create(parent, spec.rect, spec.style);
-    if (spec.align)
-        label->setAlignFlag(spec.align);
-    if (spec.backColour >= 0)
-        label->setBackColor(static_cast<unsigned short>(spec.backColour));
-    if (spec.textColour >= 0)
-        label->setTextColor(static_cast<unsigned short>(spec.textColour));
-    if (spec.font) {
-        LogFont font(spec.font, -1);
+    label->create(parent, plan.rect, plan.style);
+    if (plan.align)
+        label->setAlignFlag(plan.align);
+    if (plan.backColour >= 0)
+        label->setBackColor(static_cast<unsigned short>(plan.backColour));
+    if (plan.textColour >= 0)
+        label->setTextColor(static_cast<unsigned short>(plan.textColour));
+    if (plan.font) {
+        LogFont font(plan.font, -1);
         label->setFont(Font::getFont(&font));
     }
-    if (spec.gbk) {
+    if (plan.gbk) {
         // A failed conversion leaves the label without its text.
-        Utf8Text text(spec.gbk, spec.gbkBytes);
+        Utf8Text text(plan.gbk, plan.gbkBytes);
         if (text)
             label->setText(text.get());
     }
     return label;
 }
 
-PelButton* makeButton(WndBase* parent, const ButtonSpec& spec)
+PelButton* makeButton(WndBase* parent, const ButtonPlan& plan)
 {
     auto* button = new PelButton;
-    button->create(parent, spec.rect, kSwatchStyle);
+    button->create(parent, plan.rect, kSwatchStyle);
     button->setColor(kBlue, kLightBlue);
     button->setTextColor(kWhite, 0);
-    Utf8Text caption(spec.gbk, spec.gbkBytes);
+    Utf8Text caption(plan.gbk, plan.gbkBytes);
     if (caption)
         button->setText(caption.get());
     button->setAlignFlag(kAlignCentre);
-    if (spec.show)
+    if (plan.show)
         button->showWindow(true);
     return button;
 }
@@ -228,7 +228,7 @@ int QuickTestWnd::create()
 
     // In the order they are made: the two labels of the top band, then
     // (after the list and the log) the current test's line and the legend.
-    const LabelSpec labels[] = {
+    const LabelPlan labels[] = {
         { &QuickTestWnd::hintLabel, layout.hint, kLabelStyle, kAlignLeft, kBlue, kWhite, kHint,
             gbkBytes(kHint), nullptr },
         { &QuickTestWnd::statusLabel, layout.status, kLabelStyle, kAlignCentre, kLightBlue, -1, nullptr, 0,
@@ -248,7 +248,7 @@ int QuickTestWnd::create()
             gbkBytes(kFail), nullptr },
     };
     constexpr size_t kTopBandLabels = 2;
-    const ButtonSpec buttons[] = {
+    const ButtonPlan buttons[] = {
         { &QuickTestWnd::powerButton, layout.power, quicktest::kPowerOff, gbkBytes(quicktest::kPowerOff),
             true },
         { &QuickTestWnd::nextButton, layout.next, quicktest::kNext, gbkBytes(quicktest::kNext), false },
@@ -279,8 +279,8 @@ int QuickTestWnd::create()
 
     for (size_t i = kTopBandLabels; i < sizeof labels / sizeof labels[0]; ++i)
         this->*labels[i].field = makeLabel(this, labels[i]);
-    for (const ButtonSpec& spec : buttons)
-        this->*spec.field = makeButton(this, spec);
+    for (const ButtonPlan& plan : buttons)
+        this->*plan.field = makeButton(this, plan);
 
     // The automatic run starts at row 0 with the first step, 50 ms from now.
     runTimer = setTimer(kStepMs);

@@ -40,7 +40,7 @@ Font* namedFont(const char* name)
 }
 
 // A label of the screen: one line, vertically centred, from the left.
-struct LabelSpec {
+struct LabelPlan {
     Label* UpdateWnd::*field;
     const Rect& rect;
     unsigned short textColour;
@@ -117,24 +117,24 @@ int UpdateWnd::create()
 
     // The title is made first, then the list and the bar, then the two lines
     // under the bar.
-    const LabelSpec labels[] = {
+    const LabelPlan labels[] = {
         { &UpdateWnd::m_titleLabel, titleRect, kWhite, kHeaderColour, "large" },
         { &UpdateWnd::m_percentLabel, percentRect, kAlertText, kPanelColour, "small" },
         { &UpdateWnd::m_statusLabel, statusRect, kAlertText, kPanelColour, nullptr },
     };
-    const auto makeLabel = [this](const LabelSpec& spec) {
+    const auto makeLabel = [this](const LabelPlan& plan) {
         auto* label = new Label; // a child: the toolkit deletes it with the window
-        const int rc = label->create(this, spec.rect, kChildStyle);
+        const int rc = label->create(this, plan.rect, kChildStyle);
         if (rc != 0) {
             delete label;
             return rc;
         }
-        this->*spec.field = label;
+        this->*plan.field = label;
         label->setAlignFlag(kAlignLeftMiddle);
-        label->setTextColor(spec.textColour);
-        label->setBackColor(spec.backColour);
-        if (spec.font)
-            label->setFont(namedFont(spec.font));
+        label->setTextColor(plan.textColour);
+        label->setBackColor(plan.backColour);
+        if (plan.font)
+            label->setFont(namedFont(plan.font));
         return 0;
     };
 

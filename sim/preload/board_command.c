@@ -20,21 +20,7 @@
 
 static int connect_board(void)
 {
-    const char* path = getenv("UISHULL_BOARD_SOCKET");
-    if (!path || strlen(path) >= sizeof(((struct sockaddr_un*)0)->sun_path))
-        return -1;
-    int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-    if (fd < 0)
-        return -1;
-    struct sockaddr_un addr;
-    memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    strcpy(addr.sun_path, path);
-    if (connect(fd, (struct sockaddr*)&addr, sizeof addr) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
+    return board_connect(socket, connect);
 }
 
 static int call(int fd, const struct board_request* req, const void* payload, char* out, size_t cap,

@@ -178,22 +178,11 @@ static int receive_answer(int fd, struct board_answer* ans, void* payload, size_
 
 static int connect_board(void)
 {
-    const char* path = getenv("UISHULL_BOARD_SOCKET");
-    if (!path || !*path || strlen(path) >= sizeof(((struct sockaddr_un*)0)->sun_path))
-        return -1;
     NEXT(socket_fn, socket);
     NEXT(connect_fn, connect);
-    int fd = real_socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    int fd = board_connect(real_socket, real_connect);
     if (fd < 0)
         return -1;
-    struct sockaddr_un addr;
-    memset(&addr, 0, sizeof addr);
-    addr.sun_family = AF_UNIX;
-    strcpy(addr.sun_path, path);
-    if (real_connect(fd, (struct sockaddr*)&addr, sizeof addr) != 0) {
-        close(fd);
-        return -1;
-    }
     struct board_request hello;
     memset(&hello, 0, sizeof hello);
     hello.op = BOARD_OP_HELLO;

@@ -11,6 +11,35 @@
 #define UISHULL_BOARD_PROTOCOL_H
 
 #include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+/* Connects a sequenced-packet socket to the board's device socket named by
+ * UISHULL_BOARD_SOCKET; -1 when there is none or it does not answer. The
+ * socket and connect calls are given, because the preload library must reach
+ * libc's own rather than its wrappers. */
+static inline int board_connect(int (*socket_call)(int, int, int),
+    int (*connect_call)(int, const struct sockaddr*, socklen_t))
+{
+    const char* path = getenv("UISHULL_BOARD_SOCKET");
+    if (!path || !*path || strlen(path) >= sizeof(((struct sockaddr_un*)0)->sun_path))
+        return -1;
+    int fd = socket_call(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return -1;
+    struct sockaddr_un addr;
+    memset(&addr, 0, sizeof addr);
+    addr.sun_family = AF_UNIX;
+    strcpy(addr.sun_path, path);
+    if (connect_call(fd, (struct sockaddr*)&addr, sizeof addr) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
 
 enum board_op {
     BOARD_OP_HELLO = 1, /* request = architecture, handle = process id */

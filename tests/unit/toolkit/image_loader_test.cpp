@@ -41,7 +41,7 @@ void put32(std::vector<uint8_t>& out, size_t at, uint32_t v)
 }
 
 // A BMP file described field by field, written the way a paint program would.
-struct BmpSpec {
+struct BmpPlan {
     int width { 0 };
     int height { 0 };
     int bpp { 24 };
@@ -53,7 +53,7 @@ struct BmpSpec {
     std::function<uint32_t(int x, int y)> raw;   // stored value of pixel (x, y)
 };
 
-std::vector<uint8_t> makeBmp(const BmpSpec& s)
+std::vector<uint8_t> makeBmp(const BmpPlan& s)
 {
     const bool core = s.headerSize == 12;
     const bool bitfields = s.compression == 3;
@@ -125,9 +125,9 @@ std::vector<uint8_t> makeBmp(const BmpSpec& s)
     return out;
 }
 
-BmpSpec trueColour(int bpp)
+BmpPlan trueColour(int bpp)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 5;
     s.height = 3;
     s.bpp = bpp;
@@ -159,7 +159,7 @@ std::vector<uint8_t> readFile(const std::string& path)
 }
 
 // A PNG written by libpng: rows of raw sample bytes in the given format.
-struct PngSpec {
+struct PngPlan {
     int width { 0 };
     int height { 0 };
     int colourType { PNG_COLOR_TYPE_RGB };
@@ -169,7 +169,7 @@ struct PngSpec {
     std::function<std::vector<uint8_t>(int y)> row;
 };
 
-bool writePng(const std::string& path, const PngSpec& s)
+bool writePng(const std::string& path, const PngPlan& s)
 {
     FILE* f = std::fopen(path.c_str(), "wb");
     if (!f)
@@ -205,9 +205,9 @@ bool writePng(const std::string& path, const PngSpec& s)
     return true;
 }
 
-PngSpec rgbPng(int width, int height)
+PngPlan rgbPng(int width, int height)
 {
-    PngSpec s;
+    PngPlan s;
     s.width = width;
     s.height = height;
     s.row = [width](int y) {
@@ -278,7 +278,7 @@ TEST_F(ImageLoader, Reads24BitBottomUpBmpWithTheFirstRowAtTheBottom)
 
 TEST_F(ImageLoader, Reads24BitTopDownBmp)
 {
-    BmpSpec s = trueColour(24);
+    BmpPlan s = trueColour(24);
     s.topDown = true;
     auto bitmap = load(makeBmp(s));
     expectTestPicture(bitmap.get(), 5, 3);
@@ -286,7 +286,7 @@ TEST_F(ImageLoader, Reads24BitTopDownBmp)
 
 TEST_F(ImageLoader, Reads32BitBmpIgnoringTheFourthByte)
 {
-    BmpSpec s = trueColour(32);
+    BmpPlan s = trueColour(32);
     s.raw = [](int x, int y) { return 0xA5000000u | (red(x, y) << 16) | (green(x, y) << 8) | blue(x, y); };
     auto bitmap = load(makeBmp(s));
     expectTestPicture(bitmap.get(), 5, 3);
@@ -294,7 +294,7 @@ TEST_F(ImageLoader, Reads32BitBmpIgnoringTheFourthByte)
 
 TEST_F(ImageLoader, Reads32BitBmpWithBitFieldsInAnyChannelOrder)
 {
-    BmpSpec s = trueColour(32);
+    BmpPlan s = trueColour(32);
     s.compression = 3;
     s.masks[0] = 0x000000FF;   // red in the low byte
     s.masks[1] = 0x0000FF00;
@@ -306,7 +306,7 @@ TEST_F(ImageLoader, Reads32BitBmpWithBitFieldsInAnyChannelOrder)
 
 TEST_F(ImageLoader, Reads16BitBmpAs555WithoutBitFields)
 {
-    BmpSpec s = trueColour(16);
+    BmpPlan s = trueColour(16);
     s.raw = [](int x, int y) { return ((red(x, y) >> 3) << 10) | ((green(x, y) >> 3) << 5) | (blue(x, y) >> 3); };
     auto bitmap = load(makeBmp(s));
     ASSERT_NE(bitmap, nullptr);
@@ -323,7 +323,7 @@ TEST_F(ImageLoader, Reads16BitBmpAs555WithoutBitFields)
 
 TEST_F(ImageLoader, Reads16Bit565BitFieldsBmpExactly)
 {
-    BmpSpec s = trueColour(16);
+    BmpPlan s = trueColour(16);
     s.compression = 3;
     s.masks[0] = 0xF800;
     s.masks[1] = 0x07E0;
@@ -335,7 +335,7 @@ TEST_F(ImageLoader, Reads16Bit565BitFieldsBmpExactly)
 
 TEST_F(ImageLoader, Reads16BitBitFieldsFromAV5Header)
 {
-    BmpSpec s = trueColour(16);
+    BmpPlan s = trueColour(16);
     s.headerSize = 124;
     s.compression = 3;
     s.masks[0] = 0xF800;
@@ -348,7 +348,7 @@ TEST_F(ImageLoader, Reads16BitBitFieldsFromAV5Header)
 
 TEST_F(ImageLoader, Reads8BitBmpThroughItsPalette)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 6;
     s.height = 2;
     s.bpp = 8;
@@ -364,7 +364,7 @@ TEST_F(ImageLoader, Reads8BitBmpThroughItsPalette)
 
 TEST_F(ImageLoader, Reads4BitBmpOfOddWidthHighNibbleFirst)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 5;
     s.height = 3;
     s.bpp = 4;
@@ -380,7 +380,7 @@ TEST_F(ImageLoader, Reads4BitBmpOfOddWidthHighNibbleFirst)
 
 TEST_F(ImageLoader, Reads1BitBmpMostSignificantBitFirst)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 13;
     s.height = 2;
     s.bpp = 1;
@@ -395,7 +395,7 @@ TEST_F(ImageLoader, Reads1BitBmpMostSignificantBitFirst)
 
 TEST_F(ImageLoader, ReadsTheOldCoreHeaderWithThreeBytePalette)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 3;
     s.height = 2;
     s.bpp = 8;
@@ -411,7 +411,7 @@ TEST_F(ImageLoader, ReadsTheOldCoreHeaderWithThreeBytePalette)
 
 TEST_F(ImageLoader, IndexesBeyondTheStoredPaletteAreBlack)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 2;
     s.height = 1;
     s.bpp = 8;
@@ -433,7 +433,7 @@ TEST_F(ImageLoader, RefusesTruncatedBmpPixelDataWithAClearLine)
 
 TEST_F(ImageLoader, RefusesEveryTruncationOfABmp)
 {
-    BmpSpec s = trueColour(24);
+    BmpPlan s = trueColour(24);
     s.width = 4;   // rows without padding, so every byte counts
     const std::vector<uint8_t> bytes = makeBmp(s);
     for (size_t n = 0; n < bytes.size(); ++n) {
@@ -449,7 +449,7 @@ TEST_F(ImageLoader, RefusesEveryTruncationOfABmp)
 
 TEST_F(ImageLoader, RefusesBmpLargerThan8192)
 {
-    BmpSpec s = trueColour(24);
+    BmpPlan s = trueColour(24);
     std::vector<uint8_t> bytes = makeBmp(s);
     put32(bytes, 18, 8193);
     EXPECT_NE(refusal(bytes).find("image too large"), std::string::npos);
@@ -495,7 +495,7 @@ TEST_F(ImageLoader, RefusesUnsupportedDepthsAndCompressions)
 
 TEST_F(ImageLoader, RefusesTruncatedPaletteAndHeader)
 {
-    BmpSpec s;
+    BmpPlan s;
     s.width = 2;
     s.height = 1;
     s.bpp = 8;
@@ -511,7 +511,7 @@ TEST_F(ImageLoader, RefusesTruncatedPaletteAndHeader)
 
 TEST_F(ImageLoader, ReadsRgbPng)
 {
-    PngSpec s = rgbPng(7, 4);
+    PngPlan s = rgbPng(7, 4);
     ASSERT_TRUE(writePng(tmp.file("a.png"), s));
     std::unique_ptr<Bitmap> bitmap(ImageMan::load(tmp.file("a.png").c_str()));
     expectTestPicture(bitmap.get(), 7, 4);
@@ -519,7 +519,7 @@ TEST_F(ImageLoader, ReadsRgbPng)
 
 TEST_F(ImageLoader, ReadsInterlacedPng)
 {
-    PngSpec s = rgbPng(11, 9);
+    PngPlan s = rgbPng(11, 9);
     s.interlaced = true;
     ASSERT_TRUE(writePng(tmp.file("a.png"), s));
     std::unique_ptr<Bitmap> bitmap(ImageMan::load(tmp.file("a.png").c_str()));
@@ -528,7 +528,7 @@ TEST_F(ImageLoader, ReadsInterlacedPng)
 
 TEST_F(ImageLoader, DropsThePngAlphaChannelAndKeepsTheColour)
 {
-    PngSpec s;
+    PngPlan s;
     s.width = 3;
     s.height = 1;
     s.colourType = PNG_COLOR_TYPE_RGB_ALPHA;
@@ -543,7 +543,7 @@ TEST_F(ImageLoader, DropsThePngAlphaChannelAndKeepsTheColour)
 
 TEST_F(ImageLoader, ReadsGreyPngOfEightAndOneBits)
 {
-    PngSpec s;
+    PngPlan s;
     s.width = 2;
     s.height = 1;
     s.colourType = PNG_COLOR_TYPE_GRAY;
@@ -569,7 +569,7 @@ TEST_F(ImageLoader, ReadsGreyPngOfEightAndOneBits)
 
 TEST_F(ImageLoader, ReadsPalettePngOfFourBits)
 {
-    PngSpec s;
+    PngPlan s;
     s.width = 3;
     s.height = 1;
     s.colourType = PNG_COLOR_TYPE_PALETTE;
@@ -586,7 +586,7 @@ TEST_F(ImageLoader, ReadsPalettePngOfFourBits)
 
 TEST_F(ImageLoader, ReadsSixteenBitPngByItsHighBytes)
 {
-    PngSpec s;
+    PngPlan s;
     s.width = 1;
     s.height = 1;
     s.depth = 16;
