@@ -4,6 +4,7 @@
 #include "testfun/log.hpp"
 #include "testfun/mouseitem.h"
 #include "testfun/testbattery.h"
+#include "testfun/testcamera.h"
 #include "testfun/testlcd.h"
 #include "testfun/testmotor.h"
 #include "testfun/testnandflash.h"
@@ -52,7 +53,7 @@ const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
     { "test_wifi",      "\xCE\xDE\xCF\xDF",                     makeItem<TestWIFI> },  // 无线 wireless: TestWIFI
     { "test_calts",     "\xB4\xA5\xC3\xFE\xC6\xC1\xD0\xA3\xD7\xBC", makeItem<TestTouchScreen> },  // 触摸屏校准 touch-screen calibration: TestTouchScreen
     { "test_ethernet",  "\xD2\xD4\xCC\xAB\xCD\xF8",             makeItem<TestNetWork> },  // 以太网 Ethernet: TestNetWork
-    { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             nullptr },  // 照相机 camera: TestCamera
+    { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             makeItem<TestCamera> },  // 照相机 camera: TestCamera
     { "test_lcd",       "LCD\xC6\xC1",                          makeItem<TestLCD> },  // LCD屏 LCD screen: TestLCD
     { "test_audio",     "\xD2\xF4\xC6\xB5",                     nullptr },  // 音频 audio: TestAUDIO
     { "test_motor",     "\xD5\xF0\xB6\xAF",                     makeItem<TestMotor> },  // 震动 vibration: TestMotor
