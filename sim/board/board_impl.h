@@ -90,6 +90,7 @@ private:
     void openSocket(DevClient& c, int protocol);
     void finishOpen(DevClient& c, DeviceModel* model, const OpenResult& r);
     void ioctlNode(DevClient& c, const board_request& req, const std::vector<uint8_t>& in);
+    void mmapNode(DevClient& c, const board_request& req);
     void readDeviceEnd(int handle);
     void commandStandIn(DevClient& c, const std::vector<std::string>& argv);
     // controller.cpp

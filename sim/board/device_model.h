@@ -12,6 +12,8 @@
 #include "scenario.h"
 #include "wire.h"
 
+#include <cerrno>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -53,6 +55,16 @@ struct OpenResult {
     {
         return { Opened, 0, kind, passFd, boardFd, device };
     }
+};
+
+// What a model makes of a mapping of one of its nodes: the program maps fd
+// at offset instead (the board closes fd once it is handed over).
+struct MmapResult {
+    int error { ENODEV }; // 0 when mapped
+    int fd { -1 };
+    uint64_t offset { 0 };
+    static MmapResult fail(int err) { return { err, -1, 0 }; }
+    static MmapResult map(int fd, uint64_t offset) { return { 0, fd, offset }; }
 };
 
 // A stand-in command's answer: print output and exit with status, or run the real command.
@@ -119,6 +131,12 @@ public:
     }
     // An ioctl on one of the model's nodes, answered for the node's architecture.
     virtual IoctlResult ioctl(Node& node, uint32_t request, uint64_t arg, const std::vector<uint8_t>& in);
+    // The program maps length bytes at offset of one of the model's nodes.
+    virtual MmapResult mmap(Node& node, uint64_t offset, uint64_t length)
+    {
+        (void)node, (void)offset, (void)length;
+        return MmapResult::fail(ENODEV);
+    }
     // Bytes the program wrote to its end of one of the model's socket nodes.
     virtual void written(Node& node, const char* data, size_t size) { (void)node, (void)data, (void)size; }
     // The program closed its end of node; the board forgets it after this call.

@@ -84,6 +84,9 @@ void Board::serveDev(DevClient& c)
     case BOARD_OP_IOCTL:
         ioctlNode(c, req, std::vector<uint8_t>(payload, payload + len));
         break;
+    case BOARD_OP_MMAP:
+        mmapNode(c, req);
+        break;
     case BOARD_OP_SOCKET:
         openSocket(c, static_cast<int>(req.request));
         break;
@@ -164,6 +167,27 @@ void Board::ioctlNode(DevClient& c, const board_request& req, const std::vector<
     }
     const IoctlResult r = it->second.model->ioctl(it->second, req.request, req.arg, in);
     answer(c.fd, r.result, r.error, req.handle, it->second.kind, std::string(r.out.begin(), r.out.end()));
+}
+
+void Board::mmapNode(DevClient& c, const board_request& req)
+{
+    auto it = m_nodes.find(req.handle);
+    if (it == m_nodes.end()) {
+        answer(c.fd, -1, ENODEV);
+        return;
+    }
+    const MmapResult r = it->second.model->mmap(it->second, req.arg, req.request);
+    if (r.error != 0 || r.fd < 0) {
+        if (r.fd >= 0)
+            close(r.fd);
+        answer(c.fd, -1, r.error ? r.error : ENODEV);
+        return;
+    }
+    std::string offset(8, '\0');
+    for (int i = 0; i < 8; ++i)
+        offset[i] = static_cast<char>((r.offset >> (8 * i)) & 0xFF);
+    answer(c.fd, 0, 0, req.handle, it->second.kind, offset, r.fd);
+    close(r.fd);
 }
 
 // The program wrote to or closed its end of a socket node.

@@ -8,6 +8,10 @@
  *   epoll, mmap and close work on them without this library. Their ioctls
  *   are sent to the board. A node is recognised by the inode of its
  *   descriptor, which survives dup and fork and never matches a reused number.
+ * - Nodes whose memory the board lays out (a capture node's buffers, the
+ *   physical memory of /dev/mem) are mapped by asking the board, which
+ *   passes the memory file to map instead; every other mmap goes straight to
+ *   the C library.
  * - An AF_NETLINK uevent socket is a datagram socket pair whose other end is
  *   the board; bind and the sender's address are answered here.
  * - system and popen are reported to the board (it records what the program
@@ -48,6 +52,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -86,6 +91,8 @@ static void* next_symbol(void** cache, const char* name)
 typedef int (*open_fn)(const char*, int, ...);
 typedef int (*openat_fn)(int, const char*, int, ...);
 typedef int (*ioctl_fn)(int, unsigned long, ...);
+typedef void* (*mmap_fn)(void*, size_t, int, int, int, off_t);
+typedef void* (*mmap64_fn)(void*, size_t, int, int, int, off64_t);
 typedef int (*socket_fn)(int, int, int);
 typedef int (*connect_fn)(int, const struct sockaddr*, socklen_t);
 typedef ssize_t (*sendto_fn)(int, const void*, size_t, int, const struct sockaddr*, socklen_t);
@@ -1158,10 +1165,33 @@ static int board_mii_ioctl(unsigned long request, void* arg)
     return rc;
 }
 
+/* A capture node is readable while frames wait: the board sends one packet a
+ * finished frame, and a dequeued frame takes its packet away. Stopping the
+ * stream drops the frames that were waiting. */
+static void video_readiness(int fd, unsigned long request, int rc)
+{
+    if (rc != 0 || _IOC_TYPE(request) != 'V')
+        return;
+    char packet;
+    if (_IOC_NR(request) == 17) /* VIDIOC_DQBUF */
+        (void)recv(fd, &packet, 1, MSG_DONTWAIT);
+    else if (_IOC_NR(request) == 19) /* VIDIOC_STREAMOFF */
+        while (recv(fd, &packet, 1, MSG_DONTWAIT) >= 0) {
+        }
+}
+
 static int ioctl_common(int fd, unsigned long request, void* arg, ioctl_fn real)
 {
     int kind = -1;
     int handle = find_node(fd, &kind);
+    if (handle >= 0 && kind == BOARD_KIND_VIDEO) {
+        int saved;
+        int rc = board_ioctl(handle, request, arg);
+        saved = errno;
+        video_readiness(fd, request, rc);
+        errno = saved;
+        return rc;
+    }
     if (handle >= 0 && kind != BOARD_KIND_NETLINK)
         return board_ioctl(handle, request, arg);
     if ((request == SIOCGMIIPHY || request == SIOCGMIIREG) && getenv("UISHULL_BOARD_SOCKET"))
@@ -1196,6 +1226,77 @@ EXPORT int __ioctl_time64(int fd, unsigned long request, ...)
         return ioctl_common(fd, request, arg, real_ioctl);
     }
     return ioctl_common(fd, request, arg, real___ioctl_time64);
+}
+
+/* ---- mmap ---- */
+
+/* Maps a board node's memory: the board names the memory file and the offset
+ * in it, or refuses the mapping as the driver would. */
+static void* board_mmap(int handle, void* addr, size_t len, int prot, int flags, uint64_t offset)
+{
+    if (len == 0 || len != (size_t)(uint32_t)len) {
+        errno = EINVAL;
+        return MAP_FAILED;
+    }
+    struct board_request req;
+    memset(&req, 0, sizeof req);
+    req.op = BOARD_OP_MMAP;
+    req.handle = handle;
+    req.request = (uint32_t)len;
+    req.arg = offset;
+    struct board_answer ans;
+    unsigned char at[8];
+    int fd;
+    if (board_call(&req, NULL, &ans, at, sizeof at, &fd) != 0) {
+        errno = ENODEV;
+        return MAP_FAILED;
+    }
+    if (ans.result < 0 || fd < 0 || ans.len != sizeof at) {
+        if (fd >= 0)
+            close(fd);
+        errno = ans.result < 0 && ans.error ? ans.error : ENODEV;
+        return MAP_FAILED;
+    }
+    uint64_t where = 0;
+    for (int i = 7; i >= 0; --i)
+        where = (where << 8) | at[i];
+    NEXT(mmap64_fn, mmap64);
+    void* p = real_mmap64 ? real_mmap64(addr, len, prot, flags, fd, (off64_t)where) : MAP_FAILED;
+    int saved = errno;
+    close(fd);
+    errno = saved;
+    return p;
+}
+
+/* The board's node behind a mapping's descriptor, or -1. */
+static int mapped_node(int fd, int flags)
+{
+    if (fd < 0 || (flags & MAP_ANONYMOUS))
+        return -1;
+    int kind = -1;
+    int handle = find_node(fd, &kind);
+    return handle >= 0 && (kind == BOARD_KIND_VIDEO || kind == BOARD_KIND_MEM) ? handle : -1;
+}
+
+EXPORT void* mmap(void* addr, size_t len, int prot, int flags, int fd, off_t offset)
+{
+    int handle = mapped_node(fd, flags);
+    if (handle >= 0) {
+        /* A 32-bit off_t carries physical addresses above 2 GiB as negative numbers. */
+        uint64_t at = sizeof(off_t) == 4 ? (uint64_t)(uint32_t)offset : (uint64_t)offset;
+        return board_mmap(handle, addr, len, prot, flags, at);
+    }
+    NEXT(mmap_fn, mmap);
+    return real_mmap(addr, len, prot, flags, fd, offset);
+}
+
+EXPORT void* mmap64(void* addr, size_t len, int prot, int flags, int fd, off64_t offset)
+{
+    int handle = mapped_node(fd, flags);
+    if (handle >= 0)
+        return board_mmap(handle, addr, len, prot, flags, (uint64_t)offset);
+    NEXT(mmap64_fn, mmap64);
+    return real_mmap64(addr, len, prot, flags, fd, offset);
 }
 
 /* ---- commands ---- */

@@ -48,6 +48,9 @@ enum board_op {
     BOARD_OP_SOCKET = 4, /* request = protocol of an AF_NETLINK socket; answer: descriptor */
     BOARD_OP_SHELL = 5, /* payload = command line given to system or popen (recorded) */
     BOARD_OP_COMMAND = 6, /* payload = argv of a stand-in, NUL separated; answer payload = output */
+    /* handle, arg = offset asked for in the node, request = length; answer: a descriptor to map
+     * instead and, as payload, the 8-byte little-endian offset in it */
+    BOARD_OP_MMAP = 7,
 };
 
 enum board_arch {
@@ -63,6 +66,8 @@ enum board_kind {
     BOARD_KIND_NETLINK = 3,
     BOARD_KIND_FILE = 4, /* a driver's file the board made: a memory file or a socket pair */
     BOARD_KIND_TOUCH = 5,
+    BOARD_KIND_VIDEO = 6, /* a capture node: a socket pair, readable while a frame waits to be dequeued */
+    BOARD_KIND_MEM = 7, /* physical memory: its mappings are asked of the board */
 };
 
 /* Answer kinds of a stand-in command. */
