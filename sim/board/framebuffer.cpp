@@ -2,6 +2,7 @@
 
 #include "../preload/board_protocol.h"
 #include "device_model.h"
+#include "flash.h"
 #include "png_writer.h"
 
 #include <cerrno>
@@ -165,6 +166,12 @@ namespace {
 
         IoctlResult ioctl(Node& node, uint32_t request, uint64_t, const std::vector<uint8_t>& in) override
         {
+            // The display driver also tells the chip identifier (type 'i', 5, 4 bytes).
+            if (request == 0x80046905u) {
+                std::vector<uint8_t> id(4, 0);
+                put32(id, 0, chipIdentifier(m_board.scenario()));
+                return { 0, 0, id };
+            }
             return m_fb.ioctl(node.arch, request, in);
         }
 

@@ -17,6 +17,7 @@ extern const ModelType kVibratorModel;
 extern const ModelType kGsensorModel;
 extern const ModelType kTouchPanelModel;
 extern const ModelType kCameraModel;
+extern const ModelType kFlashModel;
 
 const std::vector<ModelType>& modelTypes()
 {
@@ -32,6 +33,7 @@ const std::vector<ModelType>& modelTypes()
         kGsensorModel,
         kTouchPanelModel,
         kCameraModel,
+        kFlashModel,
     };
     return types;
 }

@@ -1,6 +1,7 @@
-// The storage model: the NAND flash's MTD partitions as /proc/partitions and
-// /proc/mtd list them, and a USB disk at /dev/sda that the controller plugs
-// in and out ("plug usbdisk", "unplug usbdisk").
+// The storage model: the NAND flash's MTD partitions as /proc/partitions
+// lists them (the flash model's table, which also answers /proc/mtd), and a
+// USB disk at /dev/sda that the controller plugs in and out ("plug usbdisk",
+// "unplug usbdisk").
 //
 // Scenario section [storage]:
 //   nand = yes|no              MTD partitions present (default yes)
@@ -8,6 +9,7 @@
 
 #include "../preload/board_protocol.h"
 #include "device_model.h"
+#include "flash.h"
 #include "memfile.h"
 
 #include <unistd.h>
@@ -18,16 +20,8 @@ namespace board {
 
 namespace {
 
-    // A 256 MiB NAND in three partitions, as the device's kernel lists them.
-    const char kMtdPartitions[] = "  31        0       4096 mtdblock0\n"
-                                  "  31        1       8192 mtdblock1\n"
-                                  "  31        2     249856 mtdblock2\n";
     const char kDiskPartitions[] = "   8        0    7812500 sda\n"
                                    "   8        1    7811072 sda1\n";
-    const char kMtd[] = "dev:    size   erasesize  name\n"
-                        "mtd0: 00400000 00020000 \"boot\"\n"
-                        "mtd1: 00800000 00020000 \"kernel\"\n"
-                        "mtd2: 0f400000 00020000 \"rootfs\"\n";
 
     class StorageModel : public DeviceModel {
     public:
@@ -52,11 +46,9 @@ namespace {
             if (path == "/proc/partitions") {
                 text = "major minor  #blocks  name\n\n";
                 if (m_nand)
-                    text += kMtdPartitions;
+                    text += mtdPartitionLines(m_board.scenario());
                 if (m_disk)
                     text += kDiskPartitions;
-            } else if (path == "/proc/mtd") {
-                text = m_nand ? kMtd : "dev:    size   erasesize  name\n";
             } else if (path == "/dev/sda" || path == "/dev/sda1") {
                 if (!m_disk)
                     return OpenResult::failed(ENOENT);

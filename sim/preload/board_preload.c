@@ -1070,11 +1070,24 @@ static int mii_request_shape(unsigned long request, uint32_t* size, uint32_t* fl
     return 0;
 }
 
+/* The flash driver's environment requests say "read, 408 bytes", but the
+ * driver reads the caller's record (the name, and a set's value) as well as
+ * filling it: both ways. */
+static int mtd_request_shape(unsigned long request, uint32_t* size, uint32_t* flags)
+{
+    if (request != 0x81984D14UL && request != 0x81984D15UL)
+        return -1;
+    *size = 408;
+    *flags = BOARD_IOCTL_IN | BOARD_IOCTL_OUT;
+    return 0;
+}
+
 static int board_ioctl(int handle, unsigned long request, void* arg)
 {
     uint32_t size = _IOC_SIZE(request);
     uint32_t flags = 0;
-    if (fb_request_shape(request, &size, &flags) != 0 && mii_request_shape(request, &size, &flags) != 0) {
+    if (fb_request_shape(request, &size, &flags) != 0 && mii_request_shape(request, &size, &flags) != 0
+        && mtd_request_shape(request, &size, &flags) != 0) {
         unsigned dir = _IOC_DIR(request);
         if (dir == _IOC_NONE || size == 0) {
             size = 0;
