@@ -15,60 +15,60 @@ namespace quicktest {
 
 namespace {
 
-// Length of the valid UTF-8 character at p (at most left bytes), or 0 when
-// the bytes there are not one: overlong forms, surrogates and code points
-// past U+10FFFF included, so the report never carries what a JSON reader
-// would refuse.
-size_t utf8CharLength(const unsigned char* p, size_t left)
-{
-    const unsigned char c = p[0];
-    if (c < 0x80)
-        return 1;
-    size_t n = 0;
-    unsigned long code = 0;
-    if (c >= 0xC2 && c <= 0xDF) {
-        n = 2;
-        code = c & 0x1F;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-        n = 3;
-        code = c & 0x0F;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-        n = 4;
-        code = c & 0x07;
-    } else {
-        return 0;
-    }
-    if (left < n)
-        return 0;
-    for (size_t i = 1; i < n; ++i) {
-        if ((p[i] & 0xC0) != 0x80)
+    // Length of the valid UTF-8 character at p (at most left bytes), or 0 when
+    // the bytes there are not one: overlong forms, surrogates and code points
+    // past U+10FFFF included, so the report never carries what a JSON reader
+    // would refuse.
+    size_t utf8CharLength(const unsigned char* p, size_t left)
+    {
+        const unsigned char c = p[0];
+        if (c < 0x80)
+            return 1;
+        size_t n = 0;
+        unsigned long code = 0;
+        if (c >= 0xC2 && c <= 0xDF) {
+            n = 2;
+            code = c & 0x1F;
+        } else if (c >= 0xE0 && c <= 0xEF) {
+            n = 3;
+            code = c & 0x0F;
+        } else if (c >= 0xF0 && c <= 0xF4) {
+            n = 4;
+            code = c & 0x07;
+        } else {
             return 0;
-        code = (code << 6) | (p[i] & 0x3F);
+        }
+        if (left < n)
+            return 0;
+        for (size_t i = 1; i < n; ++i) {
+            if ((p[i] & 0xC0) != 0x80)
+                return 0;
+            code = (code << 6) | (p[i] & 0x3F);
+        }
+        if ((n == 3 && code < 0x800) || (n == 4 && code < 0x10000) || code > 0x10FFFF
+            || (code >= 0xD800 && code <= 0xDFFF))
+            return 0;
+        return n;
     }
-    if ((n == 3 && code < 0x800) || (n == 4 && code < 0x10000) || code > 0x10FFFF
-        || (code >= 0xD800 && code <= 0xDFFF))
-        return 0;
-    return n;
-}
 
-void appendNumber(std::string& out, const char* key, long long value)
-{
-    char buf[64];
-    snprintf(buf, sizeof buf, ",\"%s\":%lld", key, value);
-    out += buf;
-}
-
-const char* resultWord(int result)
-{
-    switch (result) {
-    case 0:
-        return "pass";
-    case 1:
-        return "fail";
-    default:
-        return "untested";
+    void appendNumber(std::string& out, const char* key, long long value)
+    {
+        char buf[64];
+        snprintf(buf, sizeof buf, ",\"%s\":%lld", key, value);
+        out += buf;
     }
-}
+
+    const char* resultWord(int result)
+    {
+        switch (result) {
+        case 0:
+            return "pass";
+        case 1:
+            return "fail";
+        default:
+            return "untested";
+        }
+    }
 
 }
 
@@ -135,7 +135,8 @@ std::string reportTime(uint64_t wallMs)
 int appendReportLine(const std::string& path, const std::string& line, std::string& operation)
 {
     // Not blocking: a FIFO planted at the path must not stop the screen.
-    const int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
+    const int fd
+        = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0644);
     if (fd < 0) {
         operation = "open";
         return errno;
@@ -239,7 +240,8 @@ void RunReport::testFinished(int row, const char* nameUtf8, int result, uint64_t
     append(testLine(record));
 }
 
-void RunReport::retestAnswered(int row, const char* nameUtf8, const char* questionUtf8, bool yes, uint64_t wallMs)
+void RunReport::retestAnswered(
+    int row, const char* nameUtf8, const char* questionUtf8, bool yes, uint64_t wallMs)
 {
     if (!enabled())
         return;

@@ -63,7 +63,8 @@ TEST(BoardReport, EachTestAndTheVerdictAreLinesOfTheReportAndStateShowsThem)
     std::string state = waitForReportLines(board, 2);
     EXPECT_NE(state.find("\"path\": \"/data/report.jsonl\""), std::string::npos) << state;
     EXPECT_EQ(reportNumber(state, "lines"), 2) << state;
-    EXPECT_NE(state.find("\\\"name\\\":\\\"test2\\\",\\\"row\\\":2,\\\"result\\\":\\\"fail\\\""), std::string::npos)
+    EXPECT_NE(
+        state.find("\\\"name\\\":\\\"test2\\\",\\\"row\\\":2,\\\"result\\\":\\\"fail\\\""), std::string::npos)
         << state;
 
     // The question of row 3, answered "yes" on the keypad once the program
@@ -75,7 +76,9 @@ TEST(BoardReport, EachTestAndTheVerdictAreLinesOfTheReportAndStateShowsThem)
     ASSERT_TRUE(board.waitLine("auto run 5", 30)) << board.process->output();
     state = waitForReportLines(board, 6);
     EXPECT_EQ(reportNumber(state, "lines"), 6) << state;
-    EXPECT_NE(state.find("\\\"event\\\":\\\"verdict\\\",\\\"verdict\\\":\\\"fail\\\",\\\"passed\\\":3,\\\"failed\\\":2"),
+    EXPECT_NE(
+        state.find(
+            "\\\"event\\\":\\\"verdict\\\",\\\"verdict\\\":\\\"fail\\\",\\\"passed\\\":3,\\\"failed\\\":2"),
         std::string::npos)
         << state;
     board.ctl({ "stop" });
@@ -101,7 +104,8 @@ TEST(BoardReport, OnAFullFileSystemTheRunGoesOnAndTheFailureIsPrintedOnce)
     Board board(tmp, "run", { buildProgram("app/uishull"), "6" }, scenario);
     ASSERT_TRUE(board.waitLine("auto run 3", 60)) << board.process->output();
     const std::string state = board.state();
-    EXPECT_NE(state.find("\"path\": \"/full/report.jsonl\", \"exists\": true, \"lines\": 0"), std::string::npos)
+    EXPECT_NE(
+        state.find("\"path\": \"/full/report.jsonl\", \"exists\": true, \"lines\": 0"), std::string::npos)
         << state;
     EXPECT_NE(state.find("\"unfinished_line\": false"), std::string::npos) << "no part of a line" << state;
     board.ctl({ "stop" });

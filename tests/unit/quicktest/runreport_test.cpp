@@ -86,7 +86,11 @@ TEST(RunReportJson, InvalidBytesBecomeReplacementCharacters)
 {
     // A stray continuation byte, 0xFF, an overlong '/', a surrogate and a
     // sequence cut short by the end.
-    const std::string out = jsonString("a\x80" "b\xFF" "c\xC0\xAF" "d\xED\xA0\x80" "e\xE6\x88");
+    const std::string out = jsonString("a\x80"
+                                       "b\xFF"
+                                       "c\xC0\xAF"
+                                       "d\xED\xA0\x80"
+                                       "e\xE6\x88");
     EXPECT_TRUE(cleanUtf8(out)) << out;
     EXPECT_EQ(out.find('\x80' + std::string("b")), std::string::npos);
     EXPECT_NE(out.find(u8"a\uFFFDb\uFFFDc\uFFFD\uFFFDd"), std::string::npos) << out;
@@ -120,7 +124,8 @@ TEST(RunReportJson, ATestLineHoldsEveryFieldOnOneLine)
     EXPECT_NE(line.find("\"row\":14"), std::string::npos);
     EXPECT_NE(line.find("\"result\":\"fail\""), std::string::npos);
     EXPECT_NE(line.find("\"duration_ms\":3250"), std::string::npos);
-    EXPECT_NE(line.find(u8"\"answers\":[{\"question\":\"请确定此功能是否OK?\",\"answer\":\"no\"}]"), std::string::npos);
+    EXPECT_NE(line.find(u8"\"answers\":[{\"question\":\"请确定此功能是否OK?\",\"answer\":\"no\"}]"),
+        std::string::npos);
     EXPECT_NE(line.find("\"log\":[\"line \\\"one\\\"\",\"two\\nthree\"]"), std::string::npos) << line;
     EXPECT_NE(line.find("\"time\":\"20"), std::string::npos);
     EXPECT_NE(line.find(".123"), std::string::npos) << "milliseconds in the time";
@@ -324,11 +329,13 @@ TEST_F(QuickTestReportTest, EachFinishedTestAndTheVerdictGetALine)
             std::string::npos);
         EXPECT_EQ(lines[i].find("\"answers\":[]") == std::string::npos, i == 2) << "only row 3 asked";
     }
-    EXPECT_NE(lines[2].find(std::string("\"answers\":[{\"question\":\"") + kOkText.utf8 + "\",\"answer\":\"yes\"}]"),
+    EXPECT_NE(lines[2].find(
+                  std::string("\"answers\":[{\"question\":\"") + kOkText.utf8 + "\",\"answer\":\"yes\"}]"),
         std::string::npos);
     EXPECT_NE(lines[2].find("\"duration_ms\":2"), std::string::npos) << "the time the operator took counts";
     EXPECT_EQ(lines[5].find("{\"time\":\""), 0u);
-    EXPECT_NE(lines[5].find("\"event\":\"verdict\",\"verdict\":\"fail\",\"passed\":3,\"failed\":2,\"untested\":0"),
+    EXPECT_NE(
+        lines[5].find("\"event\":\"verdict\",\"verdict\":\"fail\",\"passed\":3,\"failed\":2,\"untested\":0"),
         std::string::npos)
         << lines[5];
 }
@@ -373,7 +380,8 @@ TEST_F(QuickTestReportTest, TheRetestAnswersAreLinesOfTheirOwnAndNoRetestEndsThe
         << lines[2];
     EXPECT_NE(lines[3].find("\"log\":[\"b run 2\"]"), std::string::npos) << lines[3];
     EXPECT_NE(lines[4].find("\"answer\":\"no\""), std::string::npos) << lines[4];
-    EXPECT_NE(lines[5].find("\"verdict\":\"fail\",\"passed\":1,\"failed\":1,\"untested\":1"), std::string::npos)
+    EXPECT_NE(
+        lines[5].find("\"verdict\":\"fail\",\"passed\":1,\"failed\":1,\"untested\":1"), std::string::npos)
         << lines[5];
 }
 
@@ -392,7 +400,8 @@ TEST_F(QuickTestReportTest, ATestThatReportsLaterGetsItsLineWhenItFinishes)
     settle();
     const auto lines = linesOf(reportPath());
     ASSERT_EQ(lines.size(), 2u) << contentsOf(reportPath());
-    EXPECT_NE(lines[0].find("\"name\":\"p\",\"row\":1,\"result\":\"pass\",\"duration_ms\":1"), std::string::npos)
+    EXPECT_NE(
+        lines[0].find("\"name\":\"p\",\"row\":1,\"result\":\"pass\",\"duration_ms\":1"), std::string::npos)
         << lines[0];
     EXPECT_NE(lines[1].find("\"verdict\":\"pass\""), std::string::npos);
 }
