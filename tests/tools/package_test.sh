@@ -73,9 +73,9 @@ if grep -q "no font file found" "$run/stdout.log"; then fail "the package's font
 # The hint band (top left, 0x5D5D) carries white text: the font of the package drew it.
 python3 - "$repo/tools/quicktest-demo.py" "$out/first.png" <<'PY' || fail "no text on the first screen"
 import importlib.util, sys
-spec = importlib.util.spec_from_file_location("demo", sys.argv[1])
-demo = importlib.util.module_from_spec(spec)
-spec.loader.exec_module(demo)
+loader = importlib.util.spec_from_file_location("demo", sys.argv[1])
+demo = importlib.util.module_from_spec(loader)
+loader.loader.exec_module(demo)
 screen = demo.Screen(sys.argv[2])
 band = (0, 0, screen.width * 2 // 5, 70)
 back, white = screen.count(band, 0x5D5D), screen.count(band, 0xFFFF)
