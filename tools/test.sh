@@ -60,7 +60,11 @@ run_stage() {
     local stage=$1 kind=${1%%:*} preset=${1#*:}
     case $kind in
     install) bash tools/install-deps.sh </dev/null ;;
-    build) cmake --preset "$preset" && cmake --build --preset "$preset" --parallel "$jobs" ;;
+    build)
+        cmake --preset "$preset" && cmake --build --preset "$preset" --parallel "$jobs" || return
+        # The device package, which the armhf tests unpack and run.
+        if [[ $preset == armhf ]]; then cmake --build --preset armhf --target package; fi
+        ;;
     test) run_ctest "$preset" ;;
     esac
 }

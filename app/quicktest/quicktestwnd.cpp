@@ -12,6 +12,7 @@
 #include <lumi/gdi.h>
 
 #include <cstdio>
+#include <cstring>
 
 using quicktest::Utf8Text;
 
@@ -216,6 +217,13 @@ int QuickTestWnd::create()
         ini.readString("autorun", "runall", buffer, -1);
         sscanf(buffer, "%d", &value);
         m_run.setRunAll(value > 0);
+        // The run report's file; without the key the program writes none.
+        char reportFile[1024] = {};
+        ini.readString("report", "file", reportFile, -1);
+        if (strlen(reportFile) >= sizeof reportFile - 1)
+            printf("***ERR: report: the file name in config.ini is too long; no report is written\n");
+        else if (reportFile[0])
+            m_report.setPath(reportFile);
     }
 
     Rect client;
@@ -276,6 +284,8 @@ int QuickTestWnd::create()
     logEdit->setEditBGColor(kLightGrey);
     logEdit->setTextColor(kUntestedColour);
     log = new EditLog(logEdit);
+    if (m_report.enabled())
+        log->setLineObserver([this](const char* line) { m_report.logLine(line); });
 
     for (size_t i = kTopBandLabels; i < sizeof labels / sizeof labels[0]; ++i)
         this->*labels[i].field = makeLabel(this, labels[i]);

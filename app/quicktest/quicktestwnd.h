@@ -9,6 +9,7 @@
 // decisions in runsequence.cpp (no toolkit there) and what they do on the
 // screen in quicktestwnd_run.cpp.
 
+#include "quicktest/runreport.h"
 #include "quicktest/runsequence.h"
 #include "widgets/pelsmoothgrid.h"
 #include "widgets/tdynarray.h"
@@ -74,6 +75,8 @@ protected:
     // Which row runs next, the operator's open question, run-all and the
     // verdicts already reported.
     const quicktest::RunSequence& sequence() const { return m_run; }
+    // The run report named in "config.ini" ([report] file); off without one.
+    const quicktest::RunReport& report() const { return m_report; }
 
     TDynArray<TestItem*> items; // owned
     PelEdit* logEdit { nullptr };
@@ -130,7 +133,11 @@ private:
     void showCurrent(TestItem* item, unsigned short colour, const char* wordGbk, int wordBytes);
     // The current-test label for a stored result (pass or fail; nothing else).
     void showResult(TestItem* item);
+    // The run report: row's test has its final result; the run has ended.
+    void reportFinished(int row);
+    void reportRunEnd();
 
     Rows m_rows { items };
     quicktest::RunSequence m_run { m_rows };
+    quicktest::RunReport m_report;
 };

@@ -15,6 +15,7 @@
 #include "widgets/pelmsgbox.h"
 
 #include <lumi/app.h>
+#include <lumi/clock.h>
 #include <lumi/fatal.h>
 #include <lumi/controls.h>
 
@@ -149,6 +150,37 @@ void QuickTestWnd::showCurrent(TestItem* item, unsigned short colour, const char
     currentLabel->setText(line);
 }
 
+void QuickTestWnd::reportFinished(int row)
+{
+    TestItem* item = itemAt(row);
+    if (!m_report.enabled() || !item)
+        return;
+    m_report.testFinished(row, item->getName(), item->getResult(), lumi::monotonicMs(), lumi::wallClockMs());
+}
+
+void QuickTestWnd::reportRunEnd()
+{
+    if (!m_report.enabled())
+        return;
+    int passed = 0;
+    int failed = 0;
+    int untested = 0;
+    for (int i = 0; i < items.size(); ++i) {
+        switch (quicktest::resultOf(items[i]->getResult())) {
+        case TestResult::Pass:
+            ++passed;
+            break;
+        case TestResult::Fail:
+            ++failed;
+            break;
+        case TestResult::Untested:
+            ++untested;
+            break;
+        }
+    }
+    m_report.runEnded(passed, failed, untested, lumi::wallClockMs());
+}
+
 void QuickTestWnd::showResult(TestItem* item)
 {
     if (!item)
@@ -187,6 +219,7 @@ int QuickTestWnd::clickItemExec(int index)
         currentLabel->setText(line);
     }
 
+    m_report.testStarted(index, lumi::monotonicMs());
     const quicktest::RunOutcome outcome = quicktest::outcomeOf(item->execute(log));
     item->setTested(true);
     if (outcome == quicktest::RunOutcome::Pass)
@@ -195,6 +228,8 @@ int QuickTestWnd::clickItemExec(int index)
         item->setResult(static_cast<int>(TestResult::Fail));
 
     const RunSequence::AfterRun then = m_run.finished(index, outcome, item->isAutoRun());
+    if (outcome == quicktest::RunOutcome::Pass || outcome == quicktest::RunOutcome::Fail)
+        reportFinished(index);
     switch (then) {
     case RunSequence::AfterRun::Next:
     case RunSequence::AfterRun::ReportFailure:
@@ -242,9 +277,11 @@ void QuickTestWnd::checkRunNext()
         }
         if (first)
             inform(verdict.get());
+        reportRunEnd();
         break;
     }
     case RunSequence::Next::Stop:
+        reportRunEnd();
         break;
     }
 }
@@ -303,13 +340,19 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
         // clang-format off
         LUMI_ASSERT(m_curSel >=0, "quicktestwnd", 500, "virtual int QuickTestWnd::onCommand(LUMIMessage&)");
         // clang-format on
-        TestItem* item = items[m_run.confirmIndex()];
+        const int row = m_run.confirmIndex();
+        TestItem* item = items[row];
         const bool ok = command == CMD_OK;
         if (ok) {
             item->setResult(static_cast<int>(TestResult::Pass));
         } else {
             resultFails();
             item->setResult(static_cast<int>(TestResult::Fail));
+        }
+        if (m_report.enabled()) {
+            Utf8Text question(quicktest::kOkQuestion);
+            m_report.answered(row, question.get(), ok);
+            reportFinished(row);
         }
         // The test's own screen (the colour bars) goes with the answer.
         if (GuiApp* guiApp = theGuiApp()) {
@@ -319,16 +362,29 @@ int QuickTestWnd::onCommand(LUMIMessage& msg)
         repaintGrid();
         if (m_run.answered(ok))
             checkRunNext();
+        else
+            reportRunEnd(); // a not-OK answer without run-all ends the run
         labelResult();
         break;
     }
     case CMD_RETEST:
-        m_run.retest(grid ? grid->getSelected() : 0);
-        startStepTimer();
+    case CMD_NO_RETEST: {
+        const int row = selectedRow();
+        if (m_report.enabled()) {
+            Utf8Text question(quicktest::kRetestQuestion);
+            TestItem* item = itemAt(row);
+            m_report.retestAnswered(
+                row, item ? item->getName() : nullptr, question.get(), command == CMD_RETEST, lumi::wallClockMs());
+        }
+        if (command == CMD_RETEST) {
+            m_run.retest(grid ? grid->getSelected() : 0);
+            startStepTimer();
+        } else {
+            resultFails();
+            reportRunEnd(); // no retest: the run stops at this failure
+        }
         break;
-    case CMD_NO_RETEST:
-        resultFails();
-        break;
+    }
     default:
         break;
     }
@@ -363,6 +419,7 @@ int QuickTestWnd::handleMessage(LUMIMessage& msg)
         const int selected = selectedRow();
         const RunSequence::Notice notice = m_run.finishNotice(selected);
         if (notice != RunSequence::Notice::Ignore) {
+            reportFinished(m_run.lastFinished());
             if (notice == RunSequence::Notice::AskRetest)
                 askAbout(itemAt(selected), "", quicktest::kRetestQuestion, CMD_RETEST);
             else if (notice == RunSequence::Notice::Next)

@@ -146,6 +146,7 @@ RunSequence::Notice RunSequence::finishNotice(int selectedRow)
     if (m_pending.empty())
         return Notice::Ignore;
     const auto selected = std::find(m_pending.begin(), m_pending.end(), selectedRow);
+    m_lastFinished = selected != m_pending.end() ? *selected : m_pending.front();
     m_pending.erase(selected != m_pending.end() ? selected : m_pending.begin());
     // A test that ran on beside the automatic run may end while the
     // operator is asked about another row: the answer moves the run on.

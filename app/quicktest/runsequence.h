@@ -125,6 +125,8 @@ public:
         Next, // decide what comes next (nextStep)
     };
     Notice finishNotice(int selectedRow);
+    // The row whose finish notice was taken last; -1 before the first.
+    int lastFinished() const { return m_lastFinished; }
 
 private:
     bool rowInList(int row) const { return row >= 0 && row < m_rows.rowCount(); }
@@ -140,6 +142,7 @@ private:
     // Rows whose tests run on after execute() and have not reported yet,
     // oldest first. A finish notice is taken only while one is listed.
     std::vector<int> m_pending;
+    int m_lastFinished { -1 };
 };
 
 }

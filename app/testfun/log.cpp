@@ -85,6 +85,8 @@ void EditLog::Message(const char* fmt, ...)
     // Kept: the newline goes after whatever was formatted, without shortening
     // a line that fills the 1024 bytes first.
     const size_t n = strlen(line);
+    if (m_observer)
+        m_observer(line);
     line[n] = '\n';
     line[n + 1] = '\0';
 

@@ -7,6 +7,8 @@
 // Texts given to these classes (item names, log lines) are GBK, as the
 // program stores its operator texts; they reach the toolkit as UTF-8.
 
+#include <functional>
+
 class Edit;
 
 // The printf-style sink a test writes its progress lines to, one line a call.
@@ -74,8 +76,13 @@ public:
     // and inserts it at the caret. A line whose conversion fails is dropped.
     __attribute__((format(printf, 2, 3))) void Message(const char* fmt, ...) override;
 
+    // Called with each formatted line (GBK, without its newline), also when
+    // its conversion fails: the run report keeps the lines of each test.
+    void setLineObserver(std::function<void(const char*)> observer) { m_observer = std::move(observer); }
+
 private:
     Edit* edit; // not owned
+    std::function<void(const char*)> m_observer;
 };
 
 // A built-in test that needs no hardware. Successive demo items get the

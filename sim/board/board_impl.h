@@ -100,6 +100,8 @@ private:
     void replyCtl(CtlClient& c, bool ok, const std::string& text);
     void checkWaiters();
     std::string stateJson();
+    // The run report named in the program's config.ini, as JSON; "" without one.
+    std::string reportState();
 
     RunOptions m_opt;
     std::string m_dir;

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,6 +31,10 @@ bool Board::startProgram(std::string& error)
         m_bwrap = false;
     else
         m_bwrap = bubblewrapWorks();
+    if (!s.tmpfsPath.empty() && !m_bwrap) {
+        error = "the scenario's [board] tmpfs needs bubblewrap, which cannot run here";
+        return false;
+    }
     if (m_bwrap && findInPath("bwrap").empty()) {
         error = "the scenario asks for bubblewrap, which is not installed";
         return false;
@@ -76,6 +81,7 @@ bool Board::startProgram(std::string& error)
         env.push_back("UISHULL_BOARD_ROOT=" + m_dir);
 
     std::vector<std::string> argv;
+    int fill = -1; // the tmpfs filler's memory file, inherited by bubblewrap
     if (m_bwrap) {
         argv = { "bwrap", "--die-with-parent", "--unshare-pid", "--unshare-ipc", "--unshare-net", "--bind",
             m_dir + "/root", "/", "--ro-bind", "/usr", "/usr", "--ro-bind", "/etc", "/etc" };
@@ -98,6 +104,18 @@ bool Board::startProgram(std::string& error)
             { "--proc", "/proc", "--dev", "/dev", "--tmpfs", "/run", "--bind", m_dir + "/tmp", "/tmp",
                 "--bind", m_dir + "/data", "/data", "--bind", m_dir + "/board", "/run/board", "--bind",
                 m_dir + "/work", "/app" });
+        if (!s.tmpfsPath.empty()) {
+            argv.insert(argv.end(), { "--size", std::to_string(s.tmpfsSize), "--tmpfs", s.tmpfsPath });
+            // The filler is copied in by bubblewrap from a memory file of zeros.
+            if (s.tmpfsUsed > 0) {
+                fill = memfd_create("tmpfs-filler", 0);
+                if (fill < 0 || ftruncate(fill, s.tmpfsUsed) != 0) {
+                    error = std::string("tmpfs filler: ") + std::strerror(errno);
+                    return false;
+                }
+                argv.insert(argv.end(), { "--file", std::to_string(fill), s.tmpfsPath + "/filler" });
+            }
+        }
         // The program itself (a build tree) and, for an emulated program, its libraries.
         const std::string progDir = program.substr(0, program.rfind('/'));
         argv.insert(argv.end(), { "--ro-bind", progDir, progDir });
@@ -202,6 +220,8 @@ bool Board::startProgram(std::string& error)
         _exit(127);
     }
     setpgid(m_pid, m_pid);
+    if (fill >= 0)
+        close(fill);
     close(out[1]);
     close(err[1]);
     if (info[0] >= 0) {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fstream>
 #include <optional>
 #include <poll.h>
 #include <sstream>
@@ -150,6 +151,85 @@ std::string Board::controlCommand(CtlClient& c, const std::vector<std::string>& 
     return "error: unknown command \"" + cmd + "\"; " + usage.substr(7);
 }
 
+// The run report the program's config.ini names ([report] file), or "".
+// Read as the program's INI reader does: sections, "key = value", comments.
+static std::string reportFileOf(const std::string& configPath)
+{
+    std::ifstream in(configPath, std::ios::binary);
+    std::string line, section, found;
+    size_t read = 0;
+    while (read < (1u << 20) && std::getline(in, line)) {
+        read += line.size() + 1;
+        auto trim = [](std::string t) {
+            const size_t a = t.find_first_not_of(" \t\r");
+            const size_t b = t.find_last_not_of(" \t\r");
+            return a == std::string::npos ? std::string() : t.substr(a, b - a + 1);
+        };
+        line = trim(line);
+        if (line.empty() || line[0] == ';' || line[0] == '#')
+            continue;
+        if (line[0] == '[') {
+            section = line.back() == ']' ? trim(line.substr(1, line.size() - 2)) : std::string();
+            continue;
+        }
+        const size_t eq = line.find('=');
+        if (section == "report" && eq != std::string::npos && trim(line.substr(0, eq)) == "file")
+            found = trim(line.substr(eq + 1));
+    }
+    return found.size() < 1024 ? found : std::string();
+}
+
+std::string Board::reportState()
+{
+    const std::string path = reportFileOf(m_dir + "/work/config.ini");
+    if (path.empty())
+        return std::string();
+    // Where the file is from here: through the sandbox's own root while it
+    // runs (a tmpfs of the scenario is visible only there), else in the run
+    // directory where the board puts the program's /tmp, /data and the rest.
+    std::vector<std::string> candidates;
+    if (path[0] != '/') {
+        candidates.push_back(m_dir + "/work/" + path);
+    } else {
+        if (m_bwrap && m_sandboxPid > 0 && !m_exited)
+            candidates.push_back("/proc/" + std::to_string(m_sandboxPid) + "/root" + path);
+        if (path.compare(0, 5, "/tmp/") == 0 || path.compare(0, 6, "/data/") == 0)
+            candidates.push_back(m_dir + path);
+        else if (path.compare(0, 5, "/app/") == 0)
+            candidates.push_back(m_dir + "/work" + path.substr(4));
+        else
+            candidates.push_back(m_dir + "/root" + path);
+    }
+    std::ostringstream j;
+    j << "{\"path\": " << jsonString(path);
+    for (const std::string& at : candidates) {
+        std::ifstream in(at, std::ios::binary);
+        if (!in)
+            continue;
+        // Counted a block at a time; the last line kept up to 64 KiB.
+        long lines = 0;
+        std::string last, current;
+        char buf[65536];
+        while (in.read(buf, sizeof buf) || in.gcount() > 0) {
+            const std::streamsize n = in.gcount();
+            for (std::streamsize i = 0; i < n; ++i) {
+                if (buf[i] == '\n') {
+                    ++lines;
+                    last.swap(current);
+                    current.clear();
+                } else if (current.size() < 65536) {
+                    current.push_back(buf[i]);
+                }
+            }
+        }
+        j << ", \"exists\": true, \"lines\": " << lines << ", \"last_line\": " << jsonString(last)
+          << ", \"unfinished_line\": " << (current.empty() ? "false" : "true") << "}";
+        return j.str();
+    }
+    j << ", \"exists\": false, \"lines\": 0, \"last_line\": null}";
+    return j.str();
+}
+
 std::string Board::stateJson()
 {
     std::ostringstream j;
@@ -166,6 +246,9 @@ std::string Board::stateJson()
     listFiles(m_dir + "/root", "", files);
     for (const char* sub : { "tmp", "data" })
         listFiles(m_dir + "/" + sub, std::string("/") + sub, files);
+    const std::string report = reportState();
+    if (!report.empty())
+        j << "  \"report\": " << report << ",\n";
     j << "  \"files\": [";
     for (size_t i = 0; i < files.size(); ++i)
         j << (i ? ", " : "") << jsonString(files[i]);

@@ -155,6 +155,27 @@ bool parseScenario(const std::string& text, const std::string& name, const std::
             else
                 return fail("unknown key \"" + key + "\" in [workdir]");
         } else if (section == "board") {
+            if (key == "tmpfs") {
+                // PATH BYTES: an absolute path of plain names, 4096 bytes to 64 MiB.
+                const size_t blank = value.find_last_of(" \t");
+                const std::string path = blank == std::string::npos ? value : trim(value.substr(0, blank));
+                int size = 0;
+                if (blank == std::string::npos || path.size() < 2 || path[0] != '/'
+                    || path.find("/..") != std::string::npos || path.find("/./") != std::string::npos
+                    || path.find_first_of(" \t\"\\") != std::string::npos
+                    || !scenarioInt(value.substr(blank + 1), 4096, 64L << 20, size))
+                    return fail("tmpfs is PATH BYTES: an absolute path and 4096 to 67108864 bytes");
+                s.tmpfsPath = path;
+                s.tmpfsSize = size;
+                continue;
+            }
+            if (key == "tmpfs_used") {
+                int used = 0;
+                if (!scenarioInt(value, 0, 64L << 20, used))
+                    return fail("tmpfs_used is 0 to 67108864 bytes");
+                s.tmpfsUsed = used;
+                continue;
+            }
             if (key != "confinement")
                 return fail("unknown key \"" + key + "\" in [board]");
             if (value == "auto")

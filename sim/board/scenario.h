@@ -38,6 +38,12 @@ struct Scenario {
     std::string resDir; // copied to WORKDIR/res (absolute)
     std::vector<CommandRule> commands;
     Confinement confinement { Confinement::Auto };
+    // A small file system (tmpfs) of tmpfsSize bytes at tmpfsPath inside the
+    // board, for a program's files on a full disk; bubblewrap only.
+    std::string tmpfsPath;
+    long tmpfsSize { 0 };
+    // Bytes already taken there by a file "filler" when the program starts.
+    long tmpfsUsed { 0 };
     std::string inputNames[4]; // per InputKind from [input], before they are given to the devices
     // Sections a model keeps as text: section -> key -> value (already checked by the model).
     std::map<std::string, std::map<std::string, std::string>> settings;

@@ -83,6 +83,7 @@ public:
     using QuickTestWnd::passSwatch;
     using QuickTestWnd::passText;
     using QuickTestWnd::powerButton;
+    using QuickTestWnd::report;
     using QuickTestWnd::runTimer;
     using QuickTestWnd::statusLabel;
     using QuickTestWnd::untestedSwatch;
