@@ -220,7 +220,8 @@ TEST_F(TsDeviceTest, ShortFileKeepsTheIdentityValuesInItsTail)
         { 27, { 3, 0, 0, 0, 3, 0, 12 } } };
     for (const Case& c : cases) {
         fake.installed.clear();
-        writeCalibration(std::vector<unsigned char>(bytes.begin(), bytes.begin() + static_cast<long>(c.size)));
+        writeCalibration(
+            std::vector<unsigned char>(bytes.begin(), bytes.begin() + static_cast<long>(c.size)));
         testing::internal::CaptureStdout();
         EXPECT_EQ(touchScreenCalibrate(), 1) << c.size;
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "[--I] CAL_DONE......\n") << c.size;
