@@ -71,9 +71,10 @@ TEST(BoardDevices, EveryScenarioOfTheTreeIsValid)
 TEST(BoardDevices, BadDeviceSettingsAreErrors)
 {
     TempDir tmp;
-    for (const std::string& text : { std::string("[storage]\nnand = maybe\n"),
-             std::string("[battery]\nsupply_power = 3\n"), std::string("[sensor]\npass_after = 0\n"),
-             std::string("[ethernet]\ncable = loose\n"), std::string("[motor]\nspeed = 2\n") }) {
+    for (const std::string& text :
+        { std::string("[storage]\nnand = maybe\n"), std::string("[battery]\nsupply_power = 3\n"),
+            std::string("[sensor]\npass_after = 0\n"), std::string("[ethernet]\ncable = loose\n"),
+            std::string("[ethernet]\ndhcp = 192.168.1\n"), std::string("[motor]\nspeed = 2\n") }) {
         std::ofstream(tmp.file("bad.ini")) << text;
         ChildProcess c(boardProgram(), { "check-scenario", tmp.file("bad.ini") }, {});
         EXPECT_NE(c.wait(10000), 0) << text;
@@ -147,6 +148,65 @@ TEST(BoardDevices, TheCableSetsTheLinkBitAndNoPhyReadsAllOnes)
     ASSERT_TRUE(none.waitLine("bmsr ffff", 30)) << readFile(none.dir() + "/stdout.log");
     signalNext(none);
     EXPECT_EQ(none.process->wait(30000), 0);
+}
+
+TEST(BoardDevices, TheNetworkToolsFollowTheCable)
+{
+    TempDir tmp;
+    // A lease with the cable in; then, with the cable out, the client finds
+    // no server and drops the address, and the interface is not running.
+    const char* script = "/sbin/ifconfig eth0; /sbin/ifconfig eth0 up; udhcpc eth0 -t 2; echo \"rc $?\";"
+                         "/sbin/ifconfig eth0; echo first round;"
+                         "while [ ! -e /tmp/next ]; do sleep 0.02; done;"
+                         "udhcpc eth0 -t 2; echo \"rc $?\"; /sbin/ifconfig eth0; echo second round";
+    Board b(tmp, "run", { "sh", "-c", script });
+    ASSERT_TRUE(b.waitLine("first round", 30)) << b.process->errors();
+    std::string first = readFile(b.dir() + "/stdout.log");
+    // Down and without an address before anything ran.
+    const size_t up = first.find("udhcpc: started");
+    ASSERT_NE(up, std::string::npos) << first;
+    EXPECT_NE(first.find("          BROADCAST MULTICAST  MTU:1500"), std::string::npos) << first;
+    EXPECT_EQ(first.substr(0, up).find("inet addr:"), std::string::npos) << first;
+    EXPECT_NE(first.find("udhcpc: lease of 192.168.1.23 obtained from 192.168.1.1"), std::string::npos)
+        << first;
+    EXPECT_NE(first.find("rc 0\n"), std::string::npos) << first;
+    EXPECT_NE(
+        first.find("inet addr:192.168.1.23  Bcast:192.168.1.255  Mask:255.255.255.0"), std::string::npos)
+        << first;
+    EXPECT_NE(first.find("UP BROADCAST RUNNING MULTICAST"), std::string::npos) << first;
+    EXPECT_NE(b.state().find("\"up\": true, \"address\": \"192.168.1.23\""), std::string::npos) << b.state();
+
+    ASSERT_EQ(b.ctl({ "unplug", "cable" }), 0);
+    signalNext(b);
+    ASSERT_EQ(b.process->wait(30000), 0) << b.process->errors();
+    const std::string all = readFile(b.dir() + "/stdout.log");
+    ASSERT_EQ(all.compare(0, first.size(), first), 0);
+    const std::string second = all.substr(first.size());
+    EXPECT_NE(
+        second.find(
+            "udhcpc: broadcasting discover\nudhcpc: broadcasting discover\nudhcpc: no lease, failing\n"),
+        std::string::npos)
+        << second;
+    EXPECT_NE(second.find("rc 1\n"), std::string::npos) << second;
+    EXPECT_EQ(second.find("inet addr:"), std::string::npos) << second;
+    EXPECT_NE(second.find("UP BROADCAST MULTICAST"), std::string::npos) << second;
+    EXPECT_NE(second.find("second round"), std::string::npos) << second;
+}
+
+TEST(BoardDevices, NoDhcpServerMeansNoLeaseEvenWithALink)
+{
+    TempDir tmp;
+    Board b(tmp, "run", { "sh", "-c", "udhcpc eth0 -t 3; echo \"rc $?\"; /sbin/ifconfig eth0" },
+        "[ethernet]\ndhcp = none\n");
+    ASSERT_EQ(b.process->wait(30000), 0) << b.process->errors();
+    const std::string out = b.process->output();
+    size_t discovers = 0;
+    for (size_t at = out.find("broadcasting discover"); at != std::string::npos;
+         at = out.find("broadcasting discover", at + 1))
+        ++discovers;
+    EXPECT_EQ(discovers, 3u) << out;
+    EXPECT_NE(out.find("no lease, failing\nrc 1\n"), std::string::npos) << out;
+    EXPECT_EQ(out.find("inet addr:"), std::string::npos) << out;
 }
 
 TEST(BoardDevices, TheSensorPassesFromItsPollAndRecordsTheMarkers)
