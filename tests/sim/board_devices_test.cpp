@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace boardtest;
 
 namespace {
@@ -228,14 +230,15 @@ TEST(BoardDevices, TheSensorPassesFromItsPollAndRecordsTheMarkers)
         << state;
 }
 
-// The program's own items on a scenario of the tree: "NAME RESULT" for each.
-std::string runItems(TempDir& tmp, const std::string& scenario)
+// The program's own items, built for arch, on a scenario of the tree: "NAME
+// RESULT" for each.
+std::string runItems(TempDir& tmp, ProbeArch arch, const std::string& scenario)
 {
-    Board b(tmp, scenario,
-        { buildProgram("tests/sim/device-items-probe"), "nand", "usbdisk", "wifi", "ethernet", "motor",
-            "sensor", "battery" },
+    const std::string probe = arch == ProbeArch::Armhf ? armhfBuild() + "/tests/sim/device-items-probe"
+                                                       : buildProgram("tests/sim/device-items-probe");
+    Board b(tmp, scenario, { probe, "nand", "usbdisk", "wifi", "ethernet", "motor", "sensor", "battery" },
         repoScenario(scenario + ".ini"));
-    EXPECT_EQ(b.process->wait(60000), 0) << b.process->errors();
+    EXPECT_EQ(b.process->wait(120000), 0) << b.process->errors();
     return b.process->output();
 }
 
@@ -244,12 +247,24 @@ struct Expected {
     const char* failing; // the one item that fails, or "" for none
 };
 
-class BoardDeviceItems : public ::testing::TestWithParam<Expected> { };
+class BoardDeviceItems : public ::testing::TestWithParam<std::tuple<ProbeArch, Expected>> {
+protected:
+    void SetUp() override
+    {
+        if (std::get<0>(GetParam()) != ProbeArch::Armhf)
+            return;
+        if (!exists(armhfBuild() + "/tests/sim/device-items-probe"))
+            GTEST_SKIP() << "no armhf build of the device items (build/armhf or UISHULL_ARMHF_BUILD)";
+        if (!exists(armhfSysroot()))
+            GTEST_SKIP() << "no armhf sysroot at " << armhfSysroot();
+    }
+};
 
 TEST_P(BoardDeviceItems, OnlyTheFaultyDevicesTestFails)
 {
     TempDir tmp;
-    const std::string out = runItems(tmp, GetParam().scenario);
+    const Expected& expected = std::get<1>(GetParam());
+    const std::string out = runItems(tmp, std::get<0>(GetParam()), expected.scenario);
     ASSERT_NE(out.find("done\n"), std::string::npos) << out;
     // Verdicts: 0 pass, 1 fail, 2 the operator decides (motor, battery).
     const struct {
@@ -258,26 +273,27 @@ TEST_P(BoardDeviceItems, OnlyTheFaultyDevicesTestFails)
     } items[] = { { "nand", 0 }, { "usbdisk", 0 }, { "wifi", 0 }, { "ethernet", 0 }, { "motor", 2 },
         { "sensor", 0 }, { "battery", 2 } };
     for (const auto& item : items) {
-        const int want = std::string(item.name) == GetParam().failing ? 1 : item.healthy;
+        const int want = std::string(item.name) == expected.failing ? 1 : item.healthy;
         EXPECT_NE(
             out.find(std::string("\n") + item.name + " " + std::to_string(want) + "\n"), std::string::npos)
-            << GetParam().scenario << ": " << item.name << " should give " << want << "\n"
+            << expected.scenario << ": " << item.name << " should give " << want << "\n"
             << out;
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenarios, BoardDeviceItems,
-    ::testing::Values(Expected { "devices", "" }, Expected { "no-nand", "nand" },
-        Expected { "no-usbdisk", "usbdisk" }, Expected { "cable-out", "ethernet" },
-        Expected { "no-dhcp", "ethernet" }, Expected { "no-wifi-cells", "wifi" },
-        Expected { "no-battery", "battery" }, Expected { "no-vibrator", "motor" },
-        Expected { "sensor-never-passes", "sensor" }),
-    [](const ::testing::TestParamInfo<Expected>& info) {
-        std::string name = info.param.scenario;
+INSTANTIATE_TEST_SUITE_P(Arch, BoardDeviceItems,
+    ::testing::Combine(::testing::Values(ProbeArch::X86_64, ProbeArch::Armhf),
+        ::testing::Values(Expected { "devices", "" }, Expected { "no-nand", "nand" },
+            Expected { "no-usbdisk", "usbdisk" }, Expected { "cable-out", "ethernet" },
+            Expected { "no-dhcp", "ethernet" }, Expected { "no-wifi-cells", "wifi" },
+            Expected { "no-battery", "battery" }, Expected { "no-vibrator", "motor" },
+            Expected { "sensor-never-passes", "sensor" })),
+    [](const ::testing::TestParamInfo<std::tuple<ProbeArch, Expected>>& info) {
+        std::string name = std::get<1>(info.param).scenario;
         for (char& c : name)
             if (c == '-')
                 c = '_';
-        return name;
+        return name + (std::get<0>(info.param) == ProbeArch::X86_64 ? "_x86_64" : "_armhf");
     });
 
 }
