@@ -310,9 +310,9 @@ void TsCalibrateWnd::takeSample(int index)
         free(m_doneText);
         m_doneText = utf8Of(kDoneText);
         m_hint->showWindow(false);
-        // The text promises to close by itself: the count starts now, and
-        // each touch starts it again.
-        startCloseTimer();
+        // The close count starts with the first touch in drawing mode, not
+        // here: until the operator draws, the window waits for them (the
+        // cancel button stays up to leave it).
         invalidateRect(nullptr);
         return;
     }

@@ -112,36 +112,41 @@ int writeConfigFile(char* buf, int len)
 int loadConfigFile(char* buf, int len)
 {
     // Non-blocking, so that a FIFO or a device planted at the name cannot
-    // hold start-up; only a regular file of exactly 28 bytes is taken.
+    // hold start-up; anything but a regular file counts as one that cannot
+    // be opened.
     const int fd = ::open(TS_CALIBRATION_FILE, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat st { };
+    if (fd >= 0 && (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))) {
+        ::close(fd);
+        printf("[loadConfigFile] open %s fail \n", TS_CALIBRATION_FILE);
+        return -1;
+    }
     if (fd < 0) {
         printf("[loadConfigFile] open %s fail \n", TS_CALIBRATION_FILE);
         return -1;
     }
-    struct stat st { };
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size != TS_CALIBRATION_FILE_SIZE) {
-        printf("[loadConfigFile] %s is not a calibration (%lld bytes, expected %d) \n", TS_CALIBRATION_FILE,
-            S_ISREG(st.st_mode) ? static_cast<long long>(st.st_size) : -1LL, TS_CALIBRATION_FILE_SIZE);
-        ::close(fd);
-        return -1;
-    }
+    // The first 28 bytes whatever the file's length; a shorter file gives
+    // what it has and leaves the rest of buf as the caller set it.
     char data[TS_CALIBRATION_FILE_SIZE];
     size_t got = 0;
+    bool failed = false;
     while (got < sizeof data) {
         const ssize_t n = ::read(fd, data + got, sizeof data - got);
         if (n < 0 && errno == EINTR)
             continue;
+        if (n < 0)
+            failed = true;
         if (n <= 0)
             break;
         got += static_cast<size_t>(n);
     }
     ::close(fd);
-    if (got != sizeof data) {
-        printf("[loadConfigFile] read %s fail \n", TS_CALIBRATION_FILE);
+    if (failed) {
+        printf("[loadConfigFile] open %s fail \n", TS_CALIBRATION_FILE);
         return -1;
     }
     if (buf && len > 0)
-        memcpy(buf, data, static_cast<size_t>(len) < sizeof data ? static_cast<size_t>(len) : sizeof data);
+        memcpy(buf, data, static_cast<size_t>(len) < got ? static_cast<size_t>(len) : got);
     return 0;
 }
 
@@ -152,12 +157,16 @@ int touchScreenCalibrate()
         puts("First calibrated! ");
         return 0;
     }
-    int coeffs[kCalibrationCoefficientCount];
-    memcpy(coeffs, g_tsIdentity, sizeof coeffs);
+    // The file is read over the identity set, so a short one keeps the
+    // identity values in its tail. It is little-endian whatever the host's
+    // byte order.
     unsigned char bytes[TS_CALIBRATION_FILE_SIZE];
+    for (int i = 0; i < kCalibrationCoefficientCount; ++i)
+        for (int b = 0; b < 4; ++b)
+            bytes[4 * i + b] = static_cast<unsigned char>(static_cast<uint32_t>(g_tsIdentity[i]) >> (8 * b));
     if (loadConfigFile(reinterpret_cast<char*>(bytes), sizeof bytes) != 0)
         return 0;
-    // The file is little-endian whatever the host's byte order.
+    int coeffs[kCalibrationCoefficientCount];
     for (int i = 0; i < kCalibrationCoefficientCount; ++i) {
         const unsigned char* p = bytes + 4 * i;
         coeffs[i] = static_cast<int32_t>(static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8
@@ -167,10 +176,8 @@ int touchScreenCalibrate()
         puts("uncalibrated.. ");
         return 0;
     }
-    // A divisor of 0 would make the driver divide by zero on every sample.
-    if (coeffs[kCoeffDelta] == 0) {
-        printf("[loadConfigFile] %s holds a divisor of 0 \n", TS_CALIBRATION_FILE);
-        return 0;
-    }
+    // Any other set goes to the driver as stored, a divisor of 0 included:
+    // the driver already takes the all-zero set a window abandoned before
+    // its first pass gives back.
     return pointerCalibrationSet(TS_MODE_CAL_DONE, coeffs) == 0 ? 1 : 0;
 }

@@ -45,14 +45,16 @@ int pointerCalibrationSet(int mode, int* coeffs);
 // Writes len bytes of buf to "calibration.dat" (created or truncated).
 // 0, or -1 after "[writeConfigFile] open calibration.dat fail".
 int writeConfigFile(char* buf, int len);
-// Reads "calibration.dat" into buf, at most 28 bytes whatever len says and
-// never more than len into buf. 0 on success; -1 after a message when the
-// file cannot be opened, is not a regular file or does not hold exactly 28
-// bytes (a cut-off or foreign file would install nonsense in the driver).
+// Reads the first 28 bytes of "calibration.dat" (fewer when the file is
+// shorter, the rest of buf left as it was) into buf. len does not decide how
+// much is read; it only bounds what is copied, so a smaller buffer is never
+// overrun. 0 on success; -1 after "[loadConfigFile] open calibration.dat
+// fail" when the file cannot be opened or read or is not a regular file.
 int loadConfigFile(char* buf, int len);
 // Loads the stored calibration into the driver. 1 when one was loaded; 0
-// when there is none ("First calibrated! "), it is unusable, it is the
-// identity set ("uncalibrated.. ") or the driver refused it.
+// when there is none ("First calibrated! "), it cannot be read, it holds
+// the identity set ("uncalibrated.. ") or the driver refused it. A short
+// file keeps the identity values in its tail.
 int touchScreenCalibrate();
 
 // Where the device is opened: TS_DEVICE_PATH on the device and on the

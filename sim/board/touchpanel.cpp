@@ -181,8 +181,13 @@ std::vector<uint8_t> TouchPanel::sampleFor(const Step& s)
         ry = std::min(std::max(ry, 0), 4095);
         m_rawX = rx;
         m_rawY = ry;
+        m_penDownSent = true;
     } else if (pressure > 0) {
         return out; // a dead spot measures nothing
+    } else if (!m_penDownSent) {
+        return out; // no pen-up for a touch the panel never felt
+    } else {
+        m_penDownSent = false;
     }
     int x = rx, y = ry;
     if (pressure == 0) {

@@ -5,7 +5,8 @@
 // The panel measures a touch at screen (x, y) through its own true mapping
 // (an affine map with scale, offset and a small rotation, as the glass sits
 // on the display) plus noise of a few raw units; a dead region measures
-// nothing. While pressed the driver streams 8-byte samples (pressure, x, y,
+// nothing, not even the pen-up of a touch that fell wholly inside it (the
+// controller never saw the pen go down). While pressed the driver streams 8-byte samples (pressure, x, y,
 // unused; 16-bit little-endian) at the panel's rate, the pressure rising,
 // held and falling as a finger's does, and ends with a pen-up sample. In raw
 // mode (after CAL_START) the samples carry raw coordinates; otherwise the
@@ -87,6 +88,7 @@ private:
     size_t m_next { 0 };
     int64_t m_nextAt { -1 };
     int m_sent { 0 };
+    bool m_penDownSent { false }; // a pressed sample went out since the last pen-up
 };
 
 }

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using namespace boardtest;
 
 namespace {
@@ -71,9 +73,10 @@ TEST(BoardDevices, EveryScenarioOfTheTreeIsValid)
 TEST(BoardDevices, BadDeviceSettingsAreErrors)
 {
     TempDir tmp;
-    for (const std::string& text : { std::string("[storage]\nnand = maybe\n"),
-             std::string("[battery]\nsupply_power = 3\n"), std::string("[sensor]\npass_after = 0\n"),
-             std::string("[ethernet]\ncable = loose\n"), std::string("[motor]\nspeed = 2\n") }) {
+    for (const std::string& text :
+        { std::string("[storage]\nnand = maybe\n"), std::string("[battery]\nsupply_power = 3\n"),
+            std::string("[sensor]\npass_after = 0\n"), std::string("[ethernet]\ncable = loose\n"),
+            std::string("[ethernet]\ndhcp = 192.168.1\n"), std::string("[motor]\nspeed = 2\n") }) {
         std::ofstream(tmp.file("bad.ini")) << text;
         ChildProcess c(boardProgram(), { "check-scenario", tmp.file("bad.ini") }, {});
         EXPECT_NE(c.wait(10000), 0) << text;
@@ -149,6 +152,65 @@ TEST(BoardDevices, TheCableSetsTheLinkBitAndNoPhyReadsAllOnes)
     EXPECT_EQ(none.process->wait(30000), 0);
 }
 
+TEST(BoardDevices, TheNetworkToolsFollowTheCable)
+{
+    TempDir tmp;
+    // A lease with the cable in; then, with the cable out, the client finds
+    // no server and drops the address, and the interface is not running.
+    const char* script = "/sbin/ifconfig eth0; /sbin/ifconfig eth0 up; udhcpc eth0 -t 2; echo \"rc $?\";"
+                         "/sbin/ifconfig eth0; echo first round;"
+                         "while [ ! -e /tmp/next ]; do sleep 0.02; done;"
+                         "udhcpc eth0 -t 2; echo \"rc $?\"; /sbin/ifconfig eth0; echo second round";
+    Board b(tmp, "run", { "sh", "-c", script });
+    ASSERT_TRUE(b.waitLine("first round", 30)) << b.process->errors();
+    std::string first = readFile(b.dir() + "/stdout.log");
+    // Down and without an address before anything ran.
+    const size_t up = first.find("udhcpc: started");
+    ASSERT_NE(up, std::string::npos) << first;
+    EXPECT_NE(first.find("          BROADCAST MULTICAST  MTU:1500"), std::string::npos) << first;
+    EXPECT_EQ(first.substr(0, up).find("inet addr:"), std::string::npos) << first;
+    EXPECT_NE(first.find("udhcpc: lease of 192.168.1.23 obtained from 192.168.1.1"), std::string::npos)
+        << first;
+    EXPECT_NE(first.find("rc 0\n"), std::string::npos) << first;
+    EXPECT_NE(
+        first.find("inet addr:192.168.1.23  Bcast:192.168.1.255  Mask:255.255.255.0"), std::string::npos)
+        << first;
+    EXPECT_NE(first.find("UP BROADCAST RUNNING MULTICAST"), std::string::npos) << first;
+    EXPECT_NE(b.state().find("\"up\": true, \"address\": \"192.168.1.23\""), std::string::npos) << b.state();
+
+    ASSERT_EQ(b.ctl({ "unplug", "cable" }), 0);
+    signalNext(b);
+    ASSERT_EQ(b.process->wait(30000), 0) << b.process->errors();
+    const std::string all = readFile(b.dir() + "/stdout.log");
+    ASSERT_EQ(all.compare(0, first.size(), first), 0);
+    const std::string second = all.substr(first.size());
+    EXPECT_NE(
+        second.find(
+            "udhcpc: broadcasting discover\nudhcpc: broadcasting discover\nudhcpc: no lease, failing\n"),
+        std::string::npos)
+        << second;
+    EXPECT_NE(second.find("rc 1\n"), std::string::npos) << second;
+    EXPECT_EQ(second.find("inet addr:"), std::string::npos) << second;
+    EXPECT_NE(second.find("UP BROADCAST MULTICAST"), std::string::npos) << second;
+    EXPECT_NE(second.find("second round"), std::string::npos) << second;
+}
+
+TEST(BoardDevices, NoDhcpServerMeansNoLeaseEvenWithALink)
+{
+    TempDir tmp;
+    Board b(tmp, "run", { "sh", "-c", "udhcpc eth0 -t 3; echo \"rc $?\"; /sbin/ifconfig eth0" },
+        "[ethernet]\ndhcp = none\n");
+    ASSERT_EQ(b.process->wait(30000), 0) << b.process->errors();
+    const std::string out = b.process->output();
+    size_t discovers = 0;
+    for (size_t at = out.find("broadcasting discover"); at != std::string::npos;
+         at = out.find("broadcasting discover", at + 1))
+        ++discovers;
+    EXPECT_EQ(discovers, 3u) << out;
+    EXPECT_NE(out.find("no lease, failing\nrc 1\n"), std::string::npos) << out;
+    EXPECT_EQ(out.find("inet addr:"), std::string::npos) << out;
+}
+
 TEST(BoardDevices, TheSensorPassesFromItsPollAndRecordsTheMarkers)
 {
     TempDir tmp;
@@ -168,14 +230,15 @@ TEST(BoardDevices, TheSensorPassesFromItsPollAndRecordsTheMarkers)
         << state;
 }
 
-// The program's own items on a scenario of the tree: "NAME RESULT" for each.
-std::string runItems(TempDir& tmp, const std::string& scenario)
+// The program's own items, built for arch, on a scenario of the tree: "NAME
+// RESULT" for each.
+std::string runItems(TempDir& tmp, ProbeArch arch, const std::string& scenario)
 {
-    Board b(tmp, scenario,
-        { buildProgram("tests/sim/device-items-probe"), "nand", "usbdisk", "wifi", "ethernet", "motor",
-            "sensor", "battery" },
+    const std::string probe = arch == ProbeArch::Armhf ? armhfBuild() + "/tests/sim/device-items-probe"
+                                                       : buildProgram("tests/sim/device-items-probe");
+    Board b(tmp, scenario, { probe, "nand", "usbdisk", "wifi", "ethernet", "motor", "sensor", "battery" },
         repoScenario(scenario + ".ini"));
-    EXPECT_EQ(b.process->wait(60000), 0) << b.process->errors();
+    EXPECT_EQ(b.process->wait(120000), 0) << b.process->errors();
     return b.process->output();
 }
 
@@ -184,12 +247,24 @@ struct Expected {
     const char* failing; // the one item that fails, or "" for none
 };
 
-class BoardDeviceItems : public ::testing::TestWithParam<Expected> { };
+class BoardDeviceItems : public ::testing::TestWithParam<std::tuple<ProbeArch, Expected>> {
+protected:
+    void SetUp() override
+    {
+        if (std::get<0>(GetParam()) != ProbeArch::Armhf)
+            return;
+        if (!exists(armhfBuild() + "/tests/sim/device-items-probe"))
+            GTEST_SKIP() << "no armhf build of the device items (build/armhf or UISHULL_ARMHF_BUILD)";
+        if (!exists(armhfSysroot()))
+            GTEST_SKIP() << "no armhf sysroot at " << armhfSysroot();
+    }
+};
 
 TEST_P(BoardDeviceItems, OnlyTheFaultyDevicesTestFails)
 {
     TempDir tmp;
-    const std::string out = runItems(tmp, GetParam().scenario);
+    const Expected& expected = std::get<1>(GetParam());
+    const std::string out = runItems(tmp, std::get<0>(GetParam()), expected.scenario);
     ASSERT_NE(out.find("done\n"), std::string::npos) << out;
     // Verdicts: 0 pass, 1 fail, 2 the operator decides (motor, battery).
     const struct {
@@ -198,26 +273,27 @@ TEST_P(BoardDeviceItems, OnlyTheFaultyDevicesTestFails)
     } items[] = { { "nand", 0 }, { "usbdisk", 0 }, { "wifi", 0 }, { "ethernet", 0 }, { "motor", 2 },
         { "sensor", 0 }, { "battery", 2 } };
     for (const auto& item : items) {
-        const int want = std::string(item.name) == GetParam().failing ? 1 : item.healthy;
+        const int want = std::string(item.name) == expected.failing ? 1 : item.healthy;
         EXPECT_NE(
             out.find(std::string("\n") + item.name + " " + std::to_string(want) + "\n"), std::string::npos)
-            << GetParam().scenario << ": " << item.name << " should give " << want << "\n"
+            << expected.scenario << ": " << item.name << " should give " << want << "\n"
             << out;
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenarios, BoardDeviceItems,
-    ::testing::Values(Expected { "devices", "" }, Expected { "no-nand", "nand" },
-        Expected { "no-usbdisk", "usbdisk" }, Expected { "cable-out", "ethernet" },
-        Expected { "no-dhcp", "ethernet" }, Expected { "no-wifi-cells", "wifi" },
-        Expected { "no-battery", "battery" }, Expected { "no-vibrator", "motor" },
-        Expected { "sensor-never-passes", "sensor" }),
-    [](const ::testing::TestParamInfo<Expected>& info) {
-        std::string name = info.param.scenario;
+INSTANTIATE_TEST_SUITE_P(Arch, BoardDeviceItems,
+    ::testing::Combine(::testing::Values(ProbeArch::X86_64, ProbeArch::Armhf),
+        ::testing::Values(Expected { "devices", "" }, Expected { "no-nand", "nand" },
+            Expected { "no-usbdisk", "usbdisk" }, Expected { "cable-out", "ethernet" },
+            Expected { "no-dhcp", "ethernet" }, Expected { "no-wifi-cells", "wifi" },
+            Expected { "no-battery", "battery" }, Expected { "no-vibrator", "motor" },
+            Expected { "sensor-never-passes", "sensor" })),
+    [](const ::testing::TestParamInfo<std::tuple<ProbeArch, Expected>>& info) {
+        std::string name = std::get<1>(info.param).scenario;
         for (char& c : name)
             if (c == '-')
                 c = '_';
-        return name;
+        return name + (std::get<0>(info.param) == ProbeArch::X86_64 ? "_x86_64" : "_armhf");
     });
 
 }

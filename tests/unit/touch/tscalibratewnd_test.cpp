@@ -368,6 +368,30 @@ TEST_F(TsCalibrateWndTest, DrawingModePaintsSquaresForPressMoveAndRelease)
     EXPECT_EQ(item->getResult(), 0);
 }
 
+TEST_F(TsCalibrateWndTest, DrawingModeWaitsForTheFirstTouchBeforeCounting)
+{
+    TsCalibrateWnd* w = start();
+    ASSERT_NE(w, nullptr);
+    testing::internal::CaptureStdout();
+    calibrate(w);
+    testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(w->isDone());
+    // No close timer runs after the pass: a minute later the window is there.
+    advance(400 * 150);
+    ASSERT_EQ(window(), w);
+    EXPECT_EQ(w->closeCount(), 0);
+    EXPECT_TRUE(w->cancelButton()->isVisible());
+    EXPECT_TRUE(main->notifications.empty());
+    // The first touch starts the count.
+    tap(303, 303);
+    advance(400 * 9);
+    ASSERT_EQ(window(), w);
+    EXPECT_EQ(w->closeCount(), 9);
+    advance(400);
+    EXPECT_EQ(window(), nullptr);
+    EXPECT_EQ(item->getResult(), 0);
+}
+
 TEST_F(TsCalibrateWndTest, DrawingModeClosesAfterTenQuietTicksAndEachTouchRestartsThem)
 {
     TsCalibrateWnd* w = start();
@@ -376,6 +400,7 @@ TEST_F(TsCalibrateWndTest, DrawingModeClosesAfterTenQuietTicksAndEachTouchRestar
     calibrate(w);
     testing::internal::GetCapturedStdout();
     ASSERT_TRUE(w->isDone());
+    tap(203, 203);
     advance(400 * 5);
     ASSERT_EQ(window(), w);
     EXPECT_EQ(w->closeCount(), 5);

@@ -207,40 +207,110 @@ TEST_F(TsDeviceTest, DriverThatRefusesTheStoredCalibrationGivesZero)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "[--I] CAL_DONE......\nCAL_DONE......ioctl failed!\n");
 }
 
-TEST_F(TsDeviceTest, TruncatedFileIsRefusedAndNotSent)
+TEST_F(TsDeviceTest, ShortFileKeepsTheIdentityValuesInItsTail)
 {
-    auto bytes = littleEndian({ 3, 0, 0, 0, 3, 0, 12 });
-    for (size_t size : { size_t { 0 }, size_t { 1 }, size_t { 12 }, size_t { 27 } }) {
+    const auto bytes = littleEndian({ 3, 0, 0, 0, 3, 0, 12 });
+    struct Case {
+        size_t size;
+        std::vector<int> sent;
+    };
+    // 1 byte: a1's low byte only; 24: all but delta; 27: delta's top byte
+    // from the identity's 1 (zero).
+    const Case cases[] = { { 1, { 3, 0, 0, 0, 1, 0, 1 } }, { 24, { 3, 0, 0, 0, 3, 0, 1 } },
+        { 27, { 3, 0, 0, 0, 3, 0, 12 } } };
+    for (const Case& c : cases) {
+        fake.installed.clear();
+        writeCalibration(
+            std::vector<unsigned char>(bytes.begin(), bytes.begin() + static_cast<long>(c.size)));
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(touchScreenCalibrate(), 1) << c.size;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "[--I] CAL_DONE......\n") << c.size;
+        ASSERT_EQ(fake.installed.size(), 1u) << c.size;
+        EXPECT_EQ(fake.installed[0], c.sent) << c.size;
+    }
+}
+
+TEST_F(TsDeviceTest, EmptyOrShortFileLeavingTheIdentityIsUncalibrated)
+{
+    // 12 bytes set a1, b1, c1 only: a1 = 1 and b2, delta stay 1.
+    const auto bytes = littleEndian({ 1, 7, 9 });
+    for (size_t size : { size_t { 0 }, size_t { 12 } }) {
         writeCalibration(std::vector<unsigned char>(bytes.begin(), bytes.begin() + static_cast<long>(size)));
         testing::internal::CaptureStdout();
         EXPECT_EQ(touchScreenCalibrate(), 0) << size;
-        const std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_NE(out.find("is not a calibration (" + std::to_string(size) + " bytes, expected 28)"),
-            std::string::npos)
-            << out;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "uncalibrated.. \n") << size;
     }
     EXPECT_EQ(fake.calDones, 0);
 }
 
-TEST_F(TsDeviceTest, OversizedFileIsRefusedAndNotSent)
+TEST_F(TsDeviceTest, ShortFileFillsOnlyTheBytesItHas)
+{
+    writeCalibration({ 0x21, 0x22, 0x23, 0x24, 0x25 });
+    char buf[28];
+    memset(buf, 0x7E, sizeof buf);
+    EXPECT_EQ(loadConfigFile(buf, sizeof buf), 0);
+    EXPECT_EQ(buf[0], 0x21);
+    EXPECT_EQ(buf[4], 0x25);
+    EXPECT_EQ(buf[5], 0x7E);
+    EXPECT_EQ(buf[27], 0x7E);
+}
+
+TEST_F(TsDeviceTest, LongerFileGivesItsFirstTwentyEightBytes)
 {
     auto bytes = littleEndian({ 3, 0, 0, 0, 3, 0, 12, 99 });
     bytes.resize(4096, 0xFF);
     writeCalibration(bytes);
+    char buf[32];
+    memset(buf, 0x7E, sizeof buf);
+    EXPECT_EQ(loadConfigFile(buf, sizeof buf), 0);
+    EXPECT_EQ(memcmp(buf, bytes.data(), 28), 0);
+    EXPECT_EQ(buf[28], 0x7E);
+
     testing::internal::CaptureStdout();
+    EXPECT_EQ(touchScreenCalibrate(), 1);
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(fake.installed.size(), 1u);
+    EXPECT_EQ(fake.installed[0], (std::vector<int> { 3, 0, 0, 0, 3, 0, 12 }));
+}
+
+TEST_F(TsDeviceTest, DirectoryAtTheNameCannotBeLoaded)
+{
+    ASSERT_EQ(mkdir(TS_CALIBRATION_FILE, 0700), 0);
+    char buf[28];
+    memset(buf, 0x7E, sizeof buf);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(loadConfigFile(buf, sizeof buf), -1);
     EXPECT_EQ(touchScreenCalibrate(), 0);
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find("(4096 bytes, expected 28)"), std::string::npos) << out;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+        "[loadConfigFile] open calibration.dat fail \n[loadConfigFile] open calibration.dat fail \n");
+    EXPECT_EQ(buf[0], 0x7E);
     EXPECT_EQ(fake.calDones, 0);
 }
 
-TEST_F(TsDeviceTest, FileWithADivisorOfZeroIsNotSent)
+TEST_F(TsDeviceTest, FileThatFailsToReadCannotBeLoaded)
+{
+    // The process's own memory seen as a file opens as a regular file and
+    // fails to read at offset 0 (nothing is mapped there), whoever runs it.
+    ASSERT_EQ(symlink("/proc/self/mem", TS_CALIBRATION_FILE), 0);
+    char buf[28];
+    memset(buf, 0x7E, sizeof buf);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(loadConfigFile(buf, sizeof buf), -1);
+    EXPECT_EQ(touchScreenCalibrate(), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+        "[loadConfigFile] open calibration.dat fail \n[loadConfigFile] open calibration.dat fail \n");
+    EXPECT_EQ(buf[0], 0x7E);
+    EXPECT_EQ(fake.calDones, 0);
+}
+
+TEST_F(TsDeviceTest, FileWithADivisorOfZeroGoesToTheDriverAsStored)
 {
     writeCalibration(littleEndian({ 3, 0, 0, 0, 3, 0, 0 }));
     testing::internal::CaptureStdout();
-    EXPECT_EQ(touchScreenCalibrate(), 0);
+    EXPECT_EQ(touchScreenCalibrate(), 1);
     testing::internal::GetCapturedStdout();
-    EXPECT_EQ(fake.calDones, 0);
+    ASSERT_EQ(fake.installed.size(), 1u);
+    EXPECT_EQ(fake.installed[0], (std::vector<int> { 3, 0, 0, 0, 3, 0, 0 }));
 }
 
 TEST_F(TsDeviceTest, FifoAtTheNameIsRefusedWithoutWaiting)
