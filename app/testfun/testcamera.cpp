@@ -128,6 +128,9 @@ int init_mmap()
     // A driver granting absurdly many is refused rather than trusted.
     if (req.count > VIDEO_MAX_FRAME)
         return 1;
+    // A table left by a run that failed goes; its mappings stay, as after any failure.
+    std::free(s_cam.buffers);
+    s_cam.nBuffers = 0;
     s_cam.buffers = static_cast<CameraBuffer*>(std::calloc(req.count, sizeof(CameraBuffer)));
     if (!s_cam.buffers)
         return 1;
@@ -166,6 +169,8 @@ const CameraState& cameraState()
 
 void resetCameraState()
 {
+    std::free(s_cam.converted);
+    std::free(s_cam.buffers);
     s_cam = CameraState {};
 }
 

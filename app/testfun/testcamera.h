@@ -64,8 +64,9 @@ struct CameraState {
     int framesShown { 0 };
 };
 const CameraState& cameraState();
-// Back to the state at start-up (the test's sensor settings included);
-// releases nothing, for tests that play a fresh program.
+// Back to the state at start-up (the test's sensor settings included), for
+// tests that play a fresh program: frees the conversion buffer and the buffer
+// table, but leaves mappings, descriptors and streams to their drivers.
 void resetCameraState();
 
 // The system calls the camera test makes, replaceable so that unit tests

@@ -32,13 +32,18 @@ long jsonNumber(const std::string& json, const std::string& key)
     return std::strtol(json.c_str() + at + k.size(), nullptr, 10);
 }
 
-// The conversion the camera test must have made, pixel by pixel.
-std::vector<uint8_t> referencePicture(const std::vector<uint8_t>& frame, unsigned w, unsigned h)
+// The conversion the camera test must have made, pixel by pixel: packed
+// YUYV, or (semi-planar) a Y plane followed by a plane of U, V pairs.
+std::vector<uint8_t> referencePicture(
+    const std::vector<uint8_t>& frame, unsigned w, unsigned h, bool semiPlanar = false)
 {
-    std::vector<uint8_t> out(static_cast<size_t>(w) * h * 4);
-    for (size_t p = 0; p < static_cast<size_t>(w) * h; p += 2) {
-        const int y[2] = { frame[2 * p], frame[2 * p + 2] };
-        const int u = frame[2 * p + 1] - 128, v = frame[2 * p + 3] - 128;
+    const size_t pixels = static_cast<size_t>(w) * h;
+    std::vector<uint8_t> out(pixels * 4);
+    for (size_t p = 0; p < pixels; p += 2) {
+        const int y[2]
+            = { semiPlanar ? frame[p] : frame[2 * p], semiPlanar ? frame[p + 1] : frame[2 * p + 2] };
+        const int u = (semiPlanar ? frame[pixels + p] : frame[2 * p + 1]) - 128;
+        const int v = (semiPlanar ? frame[pixels + p + 1] : frame[2 * p + 3]) - 128;
         for (int k = 0; k < 2; ++k) {
             const double c[3] = { y[k] + 2.03 * u, y[k] - 0.39 * u - 0.58 * v, y[k] + 1.14 * v };
             for (int i = 0; i < 3; ++i) {
@@ -124,6 +129,69 @@ TEST_P(BoardCamera, ThePictureOnTheScreenIsTheLastFrameConvertedOneLineUp)
     EXPECT_EQ(static_cast<uint8_t>(copy[at + 2]), 126);
     // The register window was mapped once; without camera_up nothing was set.
     EXPECT_NE(state.find("\"maps\": 1, \"set\": {}"), std::string::npos) << state;
+}
+
+// The CCIR 656 sensor, chosen by the boot environment that the camera test
+// reads from the flash driver (/dev/mtd0), which also gives the register
+// program applied to the controller's window.
+const char kCcir656Board[] = "[screen]\nbpp = 32\n[camera]\nsensor = ccir656\nrate = 50\n"
+                             "[bootenv]\ncamera_chip = ccir656\n"
+                             "camera_up = 10=ff,14|~01,20=3c,20&~0c,40|5,50f=7,600=1\n";
+
+// The bytes of the register window "set" in the state's camera_registers.
+std::string registersSet(const std::string& json)
+{
+    const size_t regs = json.find("\"camera_registers\": {");
+    const size_t at = regs == std::string::npos ? regs : json.find("\"set\": {", regs);
+    const size_t end = at == std::string::npos ? at : json.find('}', at);
+    return end == std::string::npos ? std::string() : json.substr(at, end + 1 - at);
+}
+
+TEST_P(BoardCamera, TheCcir656SensorOfTheBootEnvironmentFillsTheScreenFromItsOrigin)
+{
+    std::string out, state;
+    ASSERT_EQ(runProbe("ccir656", kCcir656Board, out, state), 0) << out;
+    EXPECT_NE(out.find("camera 2\n"), std::string::npos) << out;
+    EXPECT_NE(
+        out.find("capture 640x480 at 0,0 layout semi-planar screen 800x480 frames 10"), std::string::npos)
+        << out;
+    EXPECT_NE(state.find("\"width\": 640, \"height\": 480, \"layout\": \"semi-planar\""), std::string::npos)
+        << state;
+    EXPECT_EQ(jsonNumber(state, "dequeued"), 10) << state;
+    const long last = jsonNumber(state, "last_dequeued");
+    ASSERT_GE(last, 9) << state;
+
+    const unsigned w = 640, h = 480, sw = 800, sh = 480;
+    std::vector<uint8_t> frame(static_cast<size_t>(w) * h * 2);
+    board::cameraTestFrame(frame.data(), w, h, true, static_cast<uint32_t>(last));
+    const std::vector<uint8_t> picture = referencePicture(frame, w, h, true);
+    // Row r lands on line r - 1: the first row is overwritten, the last line
+    // stays black, and so do the columns right of the picture.
+    std::vector<uint8_t> expected(static_cast<size_t>(sw) * sh * 4, 0);
+    for (unsigned r = 1; r < h; ++r)
+        std::memcpy(&expected[(r - 1) * static_cast<size_t>(sw) * 4], &picture[r * w * 4ul], w * 4ul);
+    const std::string copy = readFile(dir + "/work/fb.raw");
+    ASSERT_EQ(copy.size(), expected.size());
+    size_t differing = 0, first = 0;
+    for (size_t i = 0; i < copy.size(); ++i) {
+        if (static_cast<uint8_t>(copy[i]) != expected[i] && differing++ == 0)
+            first = i;
+    }
+    EXPECT_EQ(differing, 0u) << "first at " << (first / 4) % sw << "," << (first / 4) / sw;
+    // The picture is not all black: the white bar reached the screen's top left.
+    EXPECT_GT(static_cast<uint8_t>(copy[0]), 200);
+
+    // The register program ran on the mapped window: 0x10 set, 0x14 ORed
+    // with ~01, 0x20 set then ANDed with ~0c, 0x40 ORed, the window's last
+    // byte set; the operation beyond it skipped and told.
+    EXPECT_EQ(registersSet(state),
+        "\"set\": {\"0x010\": 255, \"0x014\": 254, \"0x020\": 48, \"0x040\": 5, "
+        "\"0x50f\": 7}")
+        << state;
+    EXPECT_NE(state.find("\"maps\": 1,"), std::string::npos) << state;
+    EXPECT_NE(out.find("***ERR: camera_up: 1 operation(s) outside the 1296-byte register window skipped"),
+        std::string::npos)
+        << out;
 }
 
 TEST_P(BoardCamera, TwoRunsInOneProcessBothPass)

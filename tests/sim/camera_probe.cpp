@@ -1,21 +1,24 @@
 // Runs the program's camera test item on the board, without the quick-test
 // screen, prints "camera RESULT" and the sensor settings it took, then copies
 // the whole frame buffer into the file named on the command line, so that a
-// board test can compare the picture byte by byte.
+// board test can compare the picture byte by byte. With "hold" it then waits
+// for the board to end it, so that the picture can be looked at through the
+// board (a screenshot) while the program still runs.
 //
-//     camera-probe FB-COPY [RUNS]
+//     camera-probe FB-COPY [RUNS [hold]]
 
 #include "testfun/testcamera.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
 int main(int argc, char** argv)
 {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: camera-probe FB-COPY [RUNS]\n");
+        std::fprintf(stderr, "usage: camera-probe FB-COPY [RUNS [hold]]\n");
         return 2;
     }
     const int runs = argc > 2 ? std::atoi(argv[2]) : 1;
@@ -47,5 +50,10 @@ int main(int argc, char** argv)
     close(out);
     close(fb);
     std::printf("copied\n");
+    if (argc > 3 && std::strcmp(argv[3], "hold") == 0) {
+        // Until the board's stop (SIGTERM ends the process).
+        for (;;)
+            pause();
+    }
     return 0;
 }
