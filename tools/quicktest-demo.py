@@ -327,7 +327,7 @@ class Operator:
     # The touch screen's calibration window.
     def calibrate(self):
         log("operator: the calibration window is open; touching its crosses")
-        self.save("calibration.png")
+        self.save("touch-calibration.png")
         touched, last, repeats, touches = None, None, 0, 0
         end = time.monotonic() + 90
         while time.monotonic() < end:
@@ -339,7 +339,11 @@ class Operator:
                 return
             crosses = find_crosses(screen)
             if len(crosses) != 1 or crosses != last:
-                # Not there yet, or still sliding: look again.
+                # Not there yet, or still sliding: look again. The mouse's
+                # pointer (the toolkit shows it where the window opens) may
+                # hide a cross: out of the way with it.
+                if not crosses and not last and self.mouse:
+                    self.board.ctl("mouse", "move", 10000, 10000)
                 last = crosses
                 continue
             cross = crosses[0]
@@ -368,7 +372,7 @@ class Operator:
             self.touch(x, y, 200)
         self.board.ctl("swipe", w // 4, h * 5 // 6, w * 3 // 4, h * 5 // 6, 400)
         screen = self.look()
-        self.save("calibration-drawing.png")
+        self.save("touch-drawing.png")
         for x, y in points:
             mark = mark_centre(screen, x, y)
             if mark is None:

@@ -97,7 +97,7 @@ while read -r d; do
 done <<<"$marks"
 grep -qF "operator: the drawing surface closed by itself" <<<"$log" || fail "the drawing surface did not close"
 
-for shot in quicktest-start.png quicktest-question.png calibration.png calibration-drawing.png colour-bars.png \
+for shot in quicktest-start.png quicktest-question.png touch-calibration.png touch-drawing.png colour-bars.png \
     quicktest-end.png; do
     [[ $(head -c 4 "$out/$name/shots/$shot" | tail -c 3) == PNG ]] || fail "no screenshot $shot"
 done
