@@ -4,37 +4,50 @@
 The program (the x86_64 build, or the armhf one under qemu-arm) runs unchanged
 on the board: it draws on the board's /dev/fb0 and reads the board's keypad,
 mouse and touch screen. The operator acts only through the board, as a person
-at the handheld would: it looks at the screen (the board's screenshots) and at
-the lines the program prints, answers every question on the keypad (the arrow
-to the "是" button, then Enter) or with a mouse (pointer onto the button and a
-click), plugs a mouse in when the pointer test asks for one, presses Menu,
-Back, VOL+ and VOL- on the keypad while the key test waits for them, and at the
-end prints each row's result and the verdict read off the screen. It saves
-screenshots of the start, the first question and the end.
+at the handheld would. It reads the program's config.ini (the rows it will
+run) and the lines the program prints ("auto run N": the row now running),
+looks at the screen (the board's screenshots), and:
+- answers each question "请确定此功能是否OK?" by touching 是 (yes) or 否 (no)
+  (or on the keypad, or with a mouse), deciding from what it sees and what the
+  board observed (quicktest_questions.py: the colour bars, the vibrator's
+  pulses, the power source);
+- plugs a mouse in when the pointer test asks for one;
+- calibrates the touch screen: finds each cross on the screen, touches it,
+  then draws on the drawing surface and checks where the marks landed;
+- presses Menu, Back, VOL+ and VOL- on the keypad while the key test waits;
+- waits for the rows that run by themselves;
+and at the end scrolls the list from its top to its bottom, prints each row's
+result and the time it took, and the verdict read off the screen. It saves
+screenshots of the start, the first question, the calibration, the colour
+bars and the end.
 
     quicktest-demo.py BUILD_DIR OUTPUT_DIR [--program PATH] [--scenario FILE]
-                      [--answer keys|mouse] [--viewer] [--seconds N]
+                      [--over FILE] [--answer touch|keys|mouse] [--viewer]
+                      [--seconds N] [--keep]
 
 BUILD_DIR is the x86_64 build (its sim/uishull-board runs the board); PROGRAM
 defaults to BUILD_DIR/app/uishull; the scenario to tools/quicktest-board.ini.
+--over lays a (faulty) board over the scenario (quicktest_board.py): its
+devices and commands replace the scenario's, the program's config.ini stays.
+Exit status 0 when every row ended, 1 otherwise.
 """
 
 import argparse
 import json
 import os
 import shutil
-import struct
 import subprocess
 import sys
 import tempfile
 import threading
 import time
-import zlib
 
-# The colours (RGB565) the quick-test screen uses.
-PASS, FAIL, UNTESTED = 0x5D82, 0xF800, 0x5ACB
-SELECTED = 0xDEDB
-BOX_BODY = 0x8C71
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+
+import quicktest_board  # noqa: E402
+from quicktest_questions import Evidence, judge  # noqa: E402
+from quicktest_screen import (FAIL, PASS, Layout, Screen, calibrating, drawing_mode,  # noqa: E402
+                              find_box, find_crosses, visible_rows)
 
 # Linux key codes of the keypad: the ones the program's default key map turns
 # into the toolkit keys the key test and the message box listen for.
@@ -42,156 +55,81 @@ KEY_ENTER, KEY_LEFT = 28, 105
 KEY_MENU, KEY_BACK, KEY_VOLUMEUP, KEY_VOLUMEDOWN = 139, 158, 115, 114
 REQUIRED_KEYS = [("Menu", KEY_MENU), ("Back", KEY_BACK), ("VOL+", KEY_VOLUMEUP), ("VOL-", KEY_VOLUMEDOWN)]
 
-# The quick test's first rows, the program's demo items. The device rows come
-# after them in the catalogue's order: the pointer test first, the key test
-# last, so each is found by its place when config.ini switches it on.
-DEMO_NAMES = ["test1", "test2", "test2", "test3", "test4"]
+# The quick test's rows in the program's order: the five demo items, then the
+# device rows config.ini's [function] switches on. (key, kind, shown name)
+DEMO_ROWS = [("test1", "demo", "test1"), ("test2", "demo", "test2"), ("test2", "demo", "test2"),
+             ("test3", "demo", "test3"), ("test4", "demo", "test4")]
+DEVICE_ROWS = [
+    ("test_mouse", "mouse", "鼠标"),
+    ("test_nandflash", "nand", "内部储存"),
+    ("test_USBDisk", "usbdisk", "U盘测试"),
+    ("test_wifi", "wifi", "无线"),
+    ("test_calts", "touch", "触摸屏校准"),
+    ("test_ethernet", "ethernet", "以太网"),
+    ("test_camera", "camera", "照相机"),
+    ("test_lcd", "lcd", "LCD屏"),
+    ("test_audio", "audio", "音频"),
+    ("test_motor", "motor", "震动"),
+    ("test_sensor", "sensor", "G-传感器"),
+    ("test_charge", "charge", "充电状态"),
+    ("test_keypress", "keys", "按键"),
+]
 
 
 def log(text):
     print(text, flush=True)
 
 
-def rgb565(r, g, b):
-    return ((r >> 3) << 11) | ((g >> 2) << 5) | (b >> 3)
+class PlanRow:
+    def __init__(self, number, key, kind, name):
+        self.number = number  # 1-based, as the program counts in "auto run N"
+        self.key = key
+        self.kind = kind
+        self.name = name
+        self.started = None
+        self.ended = None
+        self.result = None
 
 
-class Screen:
-    """One screenshot of the board's frame buffer, as RGB565 values."""
-
-    def __init__(self, path):
-        with open(path, "rb") as f:
-            data = f.read()
-        if data[:8] != b"\x89PNG\r\n\x1a\n":
-            raise ValueError("%s: not a PNG" % path)
-        pos, idat = 8, []
-        self.width = self.height = 0
-        while pos + 8 <= len(data):
-            n, kind = struct.unpack(">I4s", data[pos:pos + 8])
-            body = data[pos + 8:pos + 8 + n]
-            pos += 12 + n
-            if kind == b"IHDR":
-                self.width, self.height, depth, colour, _, _, interlace = struct.unpack(">IIBBBBB", body)
-                if depth != 8 or colour != 2 or interlace != 0:
-                    raise ValueError("%s: not an 8-bit RGB picture" % path)
-            elif kind == b"IDAT":
-                idat.append(body)
-            elif kind == b"IEND":
+def read_plan(config_path):
+    """The rows the program will list, from its config.ini as it reads it: a
+    missing or non-numeric value repeats the decision of the key before it;
+    without the file the list is empty."""
+    values, section = {}, None
+    try:
+        with open(config_path, "rb") as f:
+            text = f.read(1 << 20).decode("latin-1")
+    except OSError:
+        return []
+    for line in text.splitlines():
+        line = line.split(";")[0].split("#")[0].strip()
+        if line.startswith("[") and "]" in line:
+            section = line[1:line.index("]")]
+        elif section == "function" and "=" in line:
+            k, v = line.split("=", 1)
+            values.setdefault(k.strip(), v.strip())
+    rows = list(DEMO_ROWS)
+    enabled = 0
+    for key, kind, name in DEVICE_ROWS:
+        v = values.get(key, "")
+        digits = v.lstrip("+-")
+        n = ""
+        for ch in digits[:9]:
+            if not ch.isdigit():
                 break
-        if not (0 < self.width <= 4096 and 0 < self.height <= 4096):
-            raise ValueError("%s: bad size" % path)
-        raw = zlib.decompress(b"".join(idat))
-        stride = self.width * 3
-        if len(raw) < (stride + 1) * self.height:
-            raise ValueError("%s: short picture data" % path)
-        prev = bytearray(stride)
-        self.rows = []
-        for y in range(self.height):
-            start = y * (stride + 1)
-            kind = raw[start]
-            line = bytearray(raw[start + 1:start + 1 + stride])
-            if kind == 1:
-                for i in range(3, stride):
-                    line[i] = (line[i] + line[i - 3]) & 255
-            elif kind == 2:
-                line = bytearray((a + b) & 255 for a, b in zip(line, prev))
-            elif kind == 3:
-                for i in range(stride):
-                    line[i] = (line[i] + ((line[i - 3] if i >= 3 else 0) + prev[i]) // 2) & 255
-            elif kind == 4:
-                for i in range(stride):
-                    a = line[i - 3] if i >= 3 else 0
-                    b = prev[i]
-                    c = prev[i - 3] if i >= 3 else 0
-                    p = a + b - c
-                    pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-                    line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
-            self.rows.append(bytes(line))
-            prev = line
-
-    def pixel(self, x, y):
-        line = self.rows[y]
-        return rgb565(line[3 * x], line[3 * x + 1], line[3 * x + 2])
-
-    def count(self, rect, colour):
-        left, top, right, bottom = rect
-        n = 0
-        for y in range(max(top, 0), min(bottom, self.height)):
-            line = self.rows[y]
-            for x in range(max(left, 0), min(right, self.width)):
-                if rgb565(line[3 * x], line[3 * x + 1], line[3 * x + 2]) == colour:
-                    n += 1
-        return n
-
-
-class Layout:
-    """Where the quick-test screen puts its parts, from the window's layout rules."""
-
-    def __init__(self, width, height):
-        hint_right = width * 2 // 5
-        self.status = (hint_right, 0, width, 70)
-        grid = (0, 70, hint_right, height - 100)
-        self.rows_per_page = (grid[3] - grid[1]) // 40
-        self.work = (grid[0] + 12, grid[1] + 8, grid[2] - 12, grid[3] - 8)
-        self.row_height = (self.work[3] - self.work[1]) // max(self.rows_per_page, 1)
-
-    def row(self, i):
-        top = self.work[1] + i * self.row_height
-        return (self.work[0] + 3, top + 3, self.work[2] - 3, top + self.row_height - 3)
-
-
-def row_state(screen, layout, i):
-    """The row's result by its text colour, and whether it is the selected row."""
-    rect = layout.row(i)
-    selected = screen.count((rect[0], rect[1], rect[0] + 3, rect[3]), SELECTED) > 3 * (rect[3] - rect[1]) // 2
-    if screen.count(rect, PASS) > 3:
-        return "pass", selected
-    if screen.count(rect, FAIL) > 3:
-        return "fail", selected
-    if screen.count(rect, UNTESTED) > 3:
-        return "untested", selected
-    return None, selected  # no row here
-
-
-def find_box(screen):
-    """A question box: its body colour across the middle of the screen.
-    Returns the body's rectangle and the centres of its buttons, left to right."""
-    cy = screen.height // 2
-    xs = [x for x in range(screen.width) if screen.pixel(x, cy) == BOX_BODY]
-    if len(xs) < 100:
-        return None
-    left, right = xs[0], xs[-1] + 1
-    column = left + 2
-    ys = [y for y in range(screen.height) if screen.pixel(column, y) == BOX_BODY]
-    top, bottom = ys[0], ys[-1] + 1
-    # The buttons sit in the lower part of the box: runs of another colour on
-    # the body, scanned along a line through them.
-    buttons = []
-    for y in range(bottom - 1, top + (bottom - top) // 2, -1):
-        runs, start = [], None
-        for x in range(left, right + 1):
-            inside = x < right and screen.pixel(x, y) != BOX_BODY
-            if inside and start is None:
-                start = x
-            elif not inside and start is not None:
-                if x - start >= 40:
-                    runs.append((start, x))
-                start = None
-        if runs:
-            # The middle of the buttons' height: go on up while the runs last.
-            y_low = y
-            while y > top and any(screen.pixel((a + b) // 2 - 30, y - 1) != BOX_BODY for a, b in runs):
-                y -= 1
-            buttons = [((a + b) // 2, (y + y_low) // 2) for a, b in runs]
-            break
-    return (left, top, right, bottom), buttons
+            n += ch
+        if n:
+            enabled = int(n) * (-1 if v.startswith("-") else 1)
+        if enabled != 0:
+            rows.append((key, kind, name))
+    return [PlanRow(i + 1, k, kind, name) for i, (k, kind, name) in enumerate(rows)]
 
 
 class Board:
     def __init__(self, build, program, scenario, rundir, viewer):
         self.tool = os.path.join(build, "sim", "uishull-board")
         self.dir = rundir
-        self.lines = []
+        self.lines = []  # (arrival time, line)
         self.lock = threading.Lock()
         command = [self.tool, "run", "--scenario", scenario, "--dir", rundir]
         if viewer:
@@ -204,9 +142,13 @@ class Board:
     def _read(self):
         for line in self.proc.stdout:
             with self.lock:
-                self.lines.append(line.rstrip("\n"))
+                self.lines.append((time.monotonic(), line.rstrip("\n")))
 
     def output(self, since=0):
+        with self.lock:
+            return [line for _, line in self.lines[since:]]
+
+    def timed_output(self, since=0):
         with self.lock:
             return self.lines[since:]
 
@@ -216,6 +158,13 @@ class Board:
         if check and r.returncode != 0:
             raise RuntimeError("ctl %s: %s" % (" ".join(map(str, words)), r.stderr.strip()))
         return r.returncode == 0, r.stdout.strip()
+
+    def state(self):
+        ok, text = self.ctl("state", check=False)
+        try:
+            return json.loads(text) if ok else {}
+        except ValueError:
+            return {}
 
     def running(self):
         return self.proc.poll() is None
@@ -245,13 +194,30 @@ class Operator:
         self.out = out
         self.answer = answer
         self.mouse = False
+        self.keypad_read = False  # the program has looked for its input devices
         self.shot = os.path.join(board.dir, "operator-screen.png")
+        self.saved = set()
 
     def look(self):
         self.board.ctl("screenshot", self.shot)
         return Screen(self.shot)
 
-    def save(self, name):
+    def look_still(self, seconds=5):
+        """A screen that no longer moves: two looks in a row alike."""
+        end = time.monotonic() + seconds
+        last = self.look()
+        while time.monotonic() < end:
+            time.sleep(0.05)
+            screen = self.look()
+            if screen.same(last):
+                return screen
+            last = screen
+        return last
+
+    def save(self, name, once=True):
+        if once and name in self.saved:
+            return
+        self.saved.add(name)
         png = os.path.join(self.out, name)
         self.board.ctl("screenshot", png)
         log("screenshot: " + png)
@@ -259,13 +225,17 @@ class Operator:
     def key(self, code):
         self.board.ctl("key", code)
 
+    def seen_rescan(self, seen):
+        return any("eventInit Success" in line for line in self.board.output(seen))
+
     def wait_rescan(self, seen):
         # The program looks for input devices again a second after the
         # kernel's notice; until it has, a key press could land while the
         # keypad is being reopened.
         end = time.monotonic() + 15
         while time.monotonic() < end:
-            if any("eventInit Success" in line for line in self.board.output(seen)):
+            if self.seen_rescan(seen):
+                self.keypad_read = True
                 return True
             time.sleep(0.1)
         log("operator: the program did not look for input devices again")
@@ -279,6 +249,9 @@ class Operator:
         self.board.ctl("plug", "mouse")
         self.mouse = True
         self.wait_rescan(seen)
+        # Its pointer out of the way, into the bottom-right corner: over a
+        # calibration cross it would hide it.
+        self.board.ctl("mouse", "move", 10000, 10000)
 
     def unplug_mouse(self, why):
         if not self.mouse:
@@ -289,6 +262,17 @@ class Operator:
         self.mouse = False
         self.wait_rescan(seen)
 
+    def open_keypad(self):
+        # The program reads the keypad only once it has looked for input
+        # devices: the pointer test does, and so does plugging a mouse in or
+        # out. The mouse goes out again, so that the pointer test asks for it.
+        if self.keypad_read or self.seen_rescan(0):
+            self.keypad_read = True
+            return
+        log("operator: the keypad is not read yet")
+        self.plug_mouse("to make the program look for its input devices")
+        self.unplug_mouse("not needed yet")
+
     def click(self, x, y):
         # Into the top-left corner first (the pointer stops at the screen's
         # edge), then onto the point: the pointer's start does not matter.
@@ -297,76 +281,192 @@ class Operator:
         self.board.ctl("mouse", "button", "left", "down")
         self.board.ctl("mouse", "button", "left", "up")
 
-    def box_closes(self, seconds):
+    def touch(self, x, y, ms=150):
+        self.board.ctl("touch", x, y, ms)
+
+    def box_closes(self, seconds, since):
+        """Whether the box went: no box on the screen, or the next row has
+        started since the answer (its own question may be showing already)."""
         end = time.monotonic() + seconds
         while time.monotonic() < end:
+            if any(line.startswith("auto run ") for line in self.board.output(since)):
+                return True
             if not find_box(self.look()):
                 return True
             time.sleep(0.1)
         return False
 
-    def press_yes(self, buttons):
-        # Two-button boxes open with the focus on 否 (no): the left arrow
-        # moves it to 是 (yes), Enter answers.
-        log("operator: pressing Left and Enter on the keypad (是, yes)")
-        if len(buttons) == 2:
-            self.key(KEY_LEFT)
-        self.key(KEY_ENTER)
-        return self.box_closes(3)
-
-    def answer_yes(self, buttons):
-        """Answers 是 (yes), the left button. Returns whether the box closed."""
+    def answer_box(self, buttons, yes):
+        """Answers 是 (yes, the left button) or 否 (no, the right one).
+        Returns whether the box closed."""
+        word = "是 (yes)" if yes else "否 (no)"
+        since = len(self.board.output())
+        button = buttons[0] if yes or len(buttons) < 2 else buttons[1]
+        if self.answer == "touch" and buttons:
+            log("operator: touching %s at %d,%d" % (word, button[0], button[1]))
+            self.touch(button[0], button[1])
+            if self.box_closes(10, since):
+                return True
+            log("operator: the touch did not answer")
         if self.answer == "mouse" and buttons:
             self.plug_mouse("a question to answer with the mouse")
-            x, y = buttons[0]
-            log("operator: clicking 是 (yes) at %d,%d" % (x, y))
-            self.click(x, y)
-            return self.box_closes(5)
-        if self.press_yes(buttons):
-            return True
-        # The program reads the keypad only once it has looked for input
-        # devices: the pointer test does, and so does plugging a mouse in or
-        # out. The mouse goes out again before the answer, so that the
-        # pointer test later asks for it.
-        log("operator: the keypad gets no answer")
-        self.plug_mouse("to make the program look for its input devices")
-        self.unplug_mouse("not needed yet")
-        return self.press_yes(buttons)
+            log("operator: clicking %s at %d,%d" % (word, button[0], button[1]))
+            self.click(button[0], button[1])
+            if self.box_closes(10, since):
+                return True
+        # On the keypad: two-button boxes open with the focus on 否 (no); the
+        # left arrow moves it to 是 (yes), Enter answers.
+        self.open_keypad()
+        log("operator: pressing %sEnter on the keypad: %s" % ("Left and " if yes and len(buttons) == 2 else "",
+                                                                word))
+        if yes and len(buttons) == 2:
+            self.key(KEY_LEFT)
+        self.key(KEY_ENTER)
+        return self.box_closes(10, since)
+
+    # The touch screen's calibration window.
+    def calibrate(self):
+        log("operator: the calibration window is open; touching its crosses")
+        self.save("touch-calibration.png")
+        touched, last, repeats, touches = None, None, 0, 0
+        end = time.monotonic() + 90
+        while time.monotonic() < end:
+            screen = self.look()
+            if drawing_mode(screen):
+                return self.draw(screen)
+            if not calibrating(screen):
+                log("operator: the calibration window closed before a fit passed")
+                return
+            crosses = find_crosses(screen)
+            if len(crosses) != 1 or crosses != last:
+                # Not there yet, or still sliding: look again. The mouse's
+                # pointer (the toolkit shows it where the window opens) may
+                # hide a cross: out of the way with it.
+                if not crosses and not last and self.mouse:
+                    self.board.ctl("mouse", "move", 10000, 10000)
+                last = crosses
+                continue
+            cross = crosses[0]
+            if cross == touched:
+                # The same target again: the touch did not count (the panel
+                # gave no sample there). Try again after a moment.
+                repeats += 1
+                if repeats < 3:
+                    time.sleep(0.3)
+                    continue
+            repeats = 0
+            if touches >= 40:
+                log("operator: the crosses keep coming; giving up")
+                return
+            touches += 1
+            log("operator: a cross at %d,%d; touching it for 300 ms" % cross)
+            self.touch(cross[0], cross[1], 300)
+            touched, last = cross, None
+        log("operator: the calibration did not end")
+
+    def draw(self, screen):
+        log("operator: the drawing surface is shown; drawing on it")
+        w, h = screen.width, screen.height
+        points = [(w // 4, h * 2 // 3), (w * 3 // 4, h * 2 // 3), (w // 2, h * 3 // 4)]
+        for x, y in points:
+            self.touch(x, y, 200)
+        self.board.ctl("swipe", w // 4, h * 5 // 6, w * 3 // 4, h * 5 // 6, 400)
+        screen = self.look()
+        self.save("touch-drawing.png")
+        for x, y in points:
+            mark = mark_centre(screen, x, y)
+            if mark is None:
+                log("operator: no mark where it touched %d,%d" % (x, y))
+            else:
+                log("operator: touched %d,%d, the mark is at %d,%d (%.1f pixels off)"
+                    % (x, y, mark[0], mark[1], ((mark[0] - x) ** 2 + (mark[1] - y) ** 2) ** 0.5))
+        # It closes by itself four seconds after the last touch.
+        end = time.monotonic() + 15
+        while time.monotonic() < end:
+            if not drawing_mode(self.look()):
+                log("operator: the drawing surface closed by itself")
+                return
+            time.sleep(0.2)
+        log("operator: the drawing surface stays open")
 
 
-def test_plan(config_path):
-    """Whether the program's config.ini switches the pointer test (the first
-    device row) and the key test (the last) on; a missing or non-numeric value
-    repeats the key before it, as the program reads it."""
-    keys = ["test_mouse", "test_nandflash", "test_USBDisk", "test_wifi", "test_calts", "test_ethernet",
-            "test_camera", "test_lcd", "test_audio", "test_motor", "test_sensor", "test_charge",
-            "test_keypress"]
-    values, section = {}, None
-    try:
-        with open(config_path, encoding="latin-1") as f:
-            for line in f:
-                line = line.split(";")[0].split("#")[0].strip()
-                if line.startswith("[") and "]" in line:
-                    section = line[1:line.index("]")]
-                elif section == "function" and "=" in line:
-                    k, v = line.split("=", 1)
-                    values[k.strip()] = v.strip()
-    except OSError:
-        return False, False
-    enabled = 0
-    on = {}
-    for k in keys:
-        v = values.get(k, "")
-        digits = v.lstrip("+-")
-        if digits[:1].isdigit():
-            n = ""
-            for ch in digits:
-                if not ch.isdigit():
-                    break
-                n += ch
-            enabled = int(n) * (-1 if v.startswith("-") else 1)
-        on[k] = enabled != 0
-    return on["test_mouse"], on["test_keypress"]
+def mark_centre(screen, x, y, reach=12):
+    """The centre of the red and magenta pixels a touch painted near (x, y)."""
+    xs, ys = [], []
+    for yy in range(max(y - reach, 0), min(y + reach + 1, screen.height)):
+        for xx in range(max(x - reach, 0), min(x + reach + 1, screen.width)):
+            if screen.px[yy][xx] in (0xF800, 0xF81F):
+                xs.append(xx)
+                ys.append(yy)
+    if not xs:
+        return None
+    return (min(xs) + max(xs)) / 2.0, (min(ys) + max(ys)) / 2.0
+
+
+def read_list(op, layout, count):
+    """Scrolls the list to its top with a finger (or the mouse when the touch
+    does not move it), then down a few rows at a time, and reads each row's
+    result. Rows are known again after a move by their names' pixels. Returns
+    the results in list order (None for a row not read)."""
+    x = (layout.work[0] + layout.work[2]) // 2
+    top, bottom, height = layout.work[1], layout.work[3], layout.row_height
+
+    def drag(y1, y2, ms):
+        if op.use_mouse_to_scroll:
+            op.plug_mouse("to scroll the list")
+            op.board.ctl("mouse", "move", -10000, -10000)
+            op.board.ctl("mouse", "move", x, y1)
+            op.board.ctl("mouse", "button", "left", "down")
+            steps = 8
+            for i in range(steps):
+                op.board.ctl("mouse", "move", 0, (y2 - y1) // steps)
+                time.sleep(ms / 1000.0 / steps)
+            op.board.ctl("mouse", "button", "left", "up")
+        else:
+            op.board.ctl("swipe", x, y1, x, y2, ms)
+        return op.look_still()
+
+    screen = op.look_still()
+    rows = visible_rows(screen, layout)
+    if count > len(rows):
+        moved = False
+        for _ in range(5):
+            # Down to the top of the list: long strokes downwards, until the
+            # list no longer moves.
+            after = drag(top + 10, bottom - 10, 300)
+            if not after.same(screen):
+                moved = True
+                screen = after
+                continue
+            if moved or op.use_mouse_to_scroll:
+                break
+            # The touch did not move it: the mouse then.
+            op.use_mouse_to_scroll = True
+            log("operator: the list does not follow the finger; scrolling with the mouse")
+        screen = op.look_still()
+        rows = visible_rows(screen, layout)
+    known = list(rows)
+    tries = 0
+    while len(known) < count and tries < 3 * count:
+        tries += 1
+        # Up by about two rows at a time: a slow stroke, so that the list
+        # glides on little after the finger leaves.
+        after = drag(bottom - 20, bottom - 20 - 2 * height, 1500)
+        view = visible_rows(after, layout)
+        offset = None
+        for o in range(1, len(known) + 1):
+            overlap = [(v, known[o + j]) for j, v in enumerate(view) if o + j < len(known)]
+            if overlap and all(a.signature == b.signature for a, b in overlap):
+                offset = o
+                break
+        if offset is None:
+            log("operator: lost the list's place while scrolling")
+            break
+        new = view[len(known) - offset:]
+        if not new:
+            break  # the bottom: nothing more comes up
+        known.extend(new)
+    return [r.result for r in known[:count]] + [None] * (count - len(known))
 
 
 def run(args):
@@ -375,8 +475,21 @@ def run(args):
     scenario = os.path.abspath(args.scenario or os.path.join(repo, "tools", "quicktest-board.ini"))
     os.makedirs(args.out, exist_ok=True)
     rundir = tempfile.mkdtemp(prefix="qt-")
+    if args.over:
+        # The board file lives beside the run directory, not in it: the board
+        # empties and fills the run directory itself.
+        merged = rundir + ".ini"
+        try:
+            quicktest_board.lay_over(scenario, os.path.abspath(args.over), merged)
+        except (OSError, ValueError) as e:
+            log("cannot lay %s over %s: %s" % (args.over, scenario, e))
+            shutil.rmtree(rundir, ignore_errors=True)
+            return 2
+        log("board: %s laid over %s" % (args.over, scenario))
+        scenario = merged
     board = Board(os.path.abspath(args.build), program, scenario, rundir, args.viewer)
     op = Operator(board, os.path.abspath(args.out), args.answer)
+    op.use_mouse_to_scroll = args.answer == "mouse"
     status = 1
     try:
         if not board.wait_ready(30) or not board.ctl("wait-line", "receive startup type=6", 60, check=False)[0]:
@@ -384,88 +497,122 @@ def run(args):
             for line in board.output():
                 log("  " + line)
             return 1
-        pointer_on, keys_on = test_plan(os.path.join(rundir, "work", "config.ini"))
+        plan = read_plan(os.path.join(rundir, "work", "config.ini"))
+        log("operator: config.ini lists %d rows: %s" % (len(plan), ", ".join(r.key for r in plan)))
 
         # The screen at its start: the first look that shows the list.
         end = time.monotonic() + 30
         while True:
             screen = op.look()
             layout = Layout(screen.width, screen.height)
-            if row_state(screen, layout, 0)[0] is not None or time.monotonic() > end:
+            if visible_rows(screen, layout) or time.monotonic() > end:
                 break
             time.sleep(0.02)
-        shutil.copyfile(op.shot, os.path.join(op.out, "quicktest-start.png"))
-        log("screenshot: " + os.path.join(op.out, "quicktest-start.png"))
+        op.save("quicktest-start.png")
 
-        first_question = True
         keys_pressed = 0
         seen = 0
-        running_row = -1
+        running = None  # the PlanRow now running
         mouse_asked = False
-        deadline = time.monotonic() + args.seconds
+        before = board.state()  # what the board had observed at the previous answer
+        started = time.monotonic()
+        deadline = started + args.seconds
+        ended = False
         while time.monotonic() < deadline and board.running():
-            # The pointer test (the first row after the demo items) looks
-            # for a mouse as it starts: a look that finds none ends with
-            # "mouse set UNKNOW" alone.
-            for line in board.output(seen):
+            for when, line in board.timed_output(seen):
                 seen += 1
                 if line.startswith("auto run "):
-                    running_row = int(line.split()[2]) - 1
+                    try:
+                        number = int(line.split()[2])
+                    except (IndexError, ValueError):
+                        continue
+                    if running is not None and running.ended is None:
+                        running.ended = when
+                    running = plan[number - 1] if 0 < number <= len(plan) else None
+                    if running is not None:
+                        running.started = when
+                        log("operator: row %d (%s) runs" % (running.number, running.key))
                 elif "mouse set UNKNOW" in line:
-                    mouse_asked = pointer_on and running_row == len(DEMO_NAMES)
+                    # The pointer test found no mouse as it started.
+                    mouse_asked = running is not None and running.kind == "mouse"
                 elif "mouse set TEST_PASS" in line:
                     mouse_asked = False
+                elif "eventInit Success" in line:
+                    op.keypad_read = True
             if mouse_asked and not op.mouse:
                 op.plug_mouse("the pointer test asks for a mouse")
                 mouse_asked = False
             screen = op.look()
+            if calibrating(screen) or drawing_mode(screen):
+                op.calibrate()
+                continue
             box = find_box(screen)
             if box:
-                if first_question:
-                    op.save("quicktest-question.png")
-                    first_question = False
-                log("operator: the screen asks a question")
-                if not op.answer_yes(box[1]):
+                if running is None:
+                    log("operator: a question, but no row runs")
+                    op.answer_box(box[1], False)
+                    continue
+                op.save("quicktest-question.png")
+                if running.kind == "lcd":
+                    op.save("colour-bars.png")
+                state = board.state()
+                yes, why = judge(running.kind, Evidence(screen, box, layout, state, before))
+                log("operator: row %d (%s) asks; %s: %s" % (running.number, running.key, why,
+                                                           "yes" if yes else "no"))
+                # The next question looks at what happened after this one.
+                before = state
+                if not op.answer_box(box[1], yes):
                     log("operator: the question stays open")
                 continue
-            states = [row_state(screen, layout, i) for i in range(layout.rows_per_page)]
-            rows = [s for s in states if s[0] is not None]
-            results = [s[0] for s in rows]
-            selected = [i for i, s in enumerate(rows) if s[1]]
-            # The key test is the last row; while it is selected and has no
-            # result it waits for the keys.
-            if (keys_on and selected and selected[0] == len(rows) - 1 and results[-1] == "untested"
+            rows = visible_rows(screen, layout)
+            selected = [r for r in rows if r.selected]
+            # The key test waits for its keys while its row is selected and
+            # has no result.
+            if (running is not None and running.kind == "keys" and selected and selected[0].result == "untested"
                     and keys_pressed < 3):
                 keys_pressed += 1
+                op.open_keypad()
                 log("operator: the key test waits; pressing Menu, Back, VOL+ and VOL- on the keypad")
                 for name, code in REQUIRED_KEYS:
                     op.key(code)
                 time.sleep(1)
                 continue
-            if rows and "untested" not in results:
-                break
-            time.sleep(0.2)
+            if (running is not None and running.number == len(plan) and selected
+                    and selected[0].result in ("pass", "fail")):
+                # The last row has its result and nothing asks: the run is over.
+                time.sleep(0.3)
+                if not find_box(op.look()):
+                    ended = True
+                    break
+            time.sleep(0.1)
+        finished = time.monotonic()
+        if running is not None and running.ended is None:
+            running.ended = finished
 
-        time.sleep(0.3)
-        screen = op.look()
+        screen = op.look_still()
         op.save("quicktest-end.png")
-        states = [row_state(screen, layout, i) for i in range(layout.rows_per_page)]
-        results = [s[0] for s in states if s[0] is not None]
-        device_names = {}
-        if pointer_on:
-            device_names[len(DEMO_NAMES)] = "pointer"
-        if keys_on:
-            device_names[len(results) - 1] = "keys"
-        for i, result in enumerate(results):
-            name = DEMO_NAMES[i] if i < len(DEMO_NAMES) else device_names.get(i, "row %d" % i)
-            log("row %d %-7s %s" % (i, name, result))
         if screen.count(layout.status, PASS) > 20:
-            log("verdict: all tests passed (全部测试通过！)")
+            verdict = "all tests passed (全部测试通过！)"
         elif screen.count(layout.status, FAIL) > 20:
-            log("verdict: tests failed (测试失败!)")
+            verdict = "tests failed (测试失败!)"
         else:
-            log("verdict: none shown")
-        status = 0 if results and "untested" not in results else 1
+            verdict = "none shown"
+        box = find_box(screen)
+        if box and box[1]:
+            # The all-passed notice: taken note of, then closed.
+            op.answer_box(box[1], True)
+        results = read_list(op, layout, len(plan)) if plan else []
+        for row, result in zip(plan, results):
+            row.result = result or "unread"
+            took = ""
+            if row.started is not None and row.ended is not None:
+                took = "%6.1f s" % (row.ended - row.started)
+            log("row %2d %-14s %-8s %s  %s" % (row.number, row.key, row.result, took, row.name))
+        failed = [str(r.number) for r in plan if r.result == "fail"]
+        log("failed rows: %s" % (" ".join(failed) if failed else "none"))
+        log("verdict: %s" % verdict)
+        log("the run took %.1f s" % (finished - started))
+        status = 0 if ended and plan and all(r.result in ("pass", "fail") for r in plan) else 1
         if status:
             log("operator: not every test ended")
     finally:
@@ -485,6 +632,11 @@ def run(args):
             log("run directory: " + rundir)
         else:
             shutil.rmtree(rundir, ignore_errors=True)
+            if args.over:
+                try:
+                    os.unlink(rundir + ".ini")
+                except OSError:
+                    pass
     return status
 
 
@@ -493,10 +645,11 @@ def main():
     ap.add_argument("build")
     ap.add_argument("out")
     ap.add_argument("--program")
-    ap.add_argument("--scenario")
-    ap.add_argument("--answer", choices=["keys", "mouse"], default="keys")
+    ap.add_argument("--scenario", help="the board (default: tools/quicktest-board.ini)")
+    ap.add_argument("--over", help="a board laid over the scenario, but for its [workdir]")
+    ap.add_argument("--answer", choices=["touch", "keys", "mouse"], default="touch")
     ap.add_argument("--viewer", action="store_true")
-    ap.add_argument("--seconds", type=float, default=120)
+    ap.add_argument("--seconds", type=float, default=180)
     ap.add_argument("--keep", action="store_true", help="keep the run directory")
     return run(ap.parse_args())
 

@@ -2,17 +2,20 @@
 # The main command: installs what is missing, builds the "dev" preset and runs
 # the quick test on the virtual board (sim/, uishull-board): the unmodified
 # program draws on the board's /dev/fb0 and reads its keypad and mouse. Without
-# a display a scripted operator drives it through the board only (keypad keys,
-# a mouse it plugs in, screenshots), prints each test's result and the verdict,
-# and saves screenshots in docs/screenshots/. With a display (DISPLAY or
+# a display a scripted operator drives it through the board only (touches,
+# keypad keys, a mouse it plugs in, screenshots; README: "Quick test on the
+# board"), prints each row's result and the verdict, and saves screenshots in
+# docs/screenshots/ (build/run/screenshots/ for a --scenario run). With a display (DISPLAY or
 # WAYLAND_DISPLAY set) the board's viewer window shows it, for a person to
 # operate with the PC keys standing for the keypad (README: "The viewer").
 #
 # The board confines the program: its own /tmp, /data and /, no host device,
 # and poweroff (the screen's power button) recorded, never run.
 #
-# Usage: bash tools/run.sh [--headless] [--update] [--armhf] [--toolkit-demo]
+# Usage: bash tools/run.sh [--headless] [--scenario FILE] [--update] [--armhf] [--toolkit-demo]
 #   --headless       the scripted operator even when a display is present
+#   --scenario FILE  a faulty board (sim/scenarios/*.ini) laid over the healthy
+#                    one: its devices and commands, the same rows switched on
 #   --update         the update screen with the demo update script instead
 #   --armhf          the armhf build of the program, under qemu-arm on the board
 #   --toolkit-demo   the toolkit's example program instead
@@ -24,14 +27,25 @@ cd "$repo"
 headless=0
 armhf=0
 mode=quicktest
-for arg in "$@"; do
+over=
+while (($#)); do
+    arg=$1
+    shift
     case $arg in
     --headless) headless=1 ;;
+    --scenario)
+        [[ $# -gt 0 && -f $1 ]] || {
+            echo "run.sh: --scenario needs a board file" >&2
+            exit 2
+        }
+        over=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")
+        shift
+        ;;
     --update) mode=update ;;
     --toolkit-demo) mode=toolkit ;;
     --armhf) armhf=1 ;;
     -h | --help)
-        sed -n '2,19p' "$0" | sed 's/^# \{0,1\}//'
+        sed -n '2,21p' "$0" | sed 's/^# \{0,1\}//'
         exit 0
         ;;
     *)
@@ -73,6 +87,7 @@ fi
 board=$build/sim/uishull-board
 scenario=$repo/tools/quicktest-board.ini
 shots=$repo/docs/screenshots
+[[ -z $over ]] || shots=$outdir/screenshots
 
 run_demo() {
     local demo=$build/toolkit/lumi-demo
@@ -93,8 +108,15 @@ run_demo() {
 run_quicktest() {
     if ((headless)); then
         step "quick test on the virtual board, headless, with a scripted operator"
-        python3 "$repo/tools/quicktest-demo.py" "$build" "$shots" --program "$program" --scenario "$scenario"
+        local over_args=()
+        [[ -z $over ]] || over_args=(--over "$over")
+        python3 "$repo/tools/quicktest-demo.py" "$build" "$shots" --program "$program" --scenario "$scenario" \
+            "${over_args[@]}"
     else
+        if [[ -n $over ]]; then
+            python3 "$repo/tools/quicktest_board.py" "$scenario" "$over" "$outdir/board.ini"
+            scenario=$outdir/board.ini
+        fi
         step "quick test on the virtual board, in its viewer (close it to finish)"
         # The power button's poweroff is recorded and printed by the board.
         "$board" run --viewer --scenario "$scenario" --dir "$outdir/board" -- "$program" 6 || true
