@@ -16,6 +16,7 @@ extern const ModelType kBatteryModel;
 extern const ModelType kVibratorModel;
 extern const ModelType kGsensorModel;
 extern const ModelType kTouchPanelModel;
+extern const ModelType kSoundModel;
 
 const std::vector<ModelType>& modelTypes()
 {
@@ -30,6 +31,7 @@ const std::vector<ModelType>& modelTypes()
         kVibratorModel,
         kGsensorModel,
         kTouchPanelModel,
+        kSoundModel,
     };
     return types;
 }
