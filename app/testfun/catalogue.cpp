@@ -3,6 +3,7 @@
 #include "testfun/inputitem.h"
 #include "testfun/log.hpp"
 #include "testfun/mouseitem.h"
+#include "testfun/testaudio.h"
 #include "testfun/testbattery.h"
 #include "testfun/testcamera.h"
 #include "testfun/testlcd.h"
@@ -55,7 +56,7 @@ const CatalogueRow g_catalogueRows[CATALOGUE_CONFIG_ROWS] = {
     { "test_ethernet",  "\xD2\xD4\xCC\xAB\xCD\xF8",             makeItem<TestNetWork> },  // 以太网 Ethernet: TestNetWork
     { "test_camera",    "\xD5\xD5\xCF\xE0\xBB\xFA",             makeItem<TestCamera> },  // 照相机 camera: TestCamera
     { "test_lcd",       "LCD\xC6\xC1",                          makeItem<TestLCD> },  // LCD屏 LCD screen: TestLCD
-    { "test_audio",     "\xD2\xF4\xC6\xB5",                     nullptr },  // 音频 audio: TestAUDIO
+    { "test_audio",     "\xD2\xF4\xC6\xB5",                     makeItem<TestAUDIO> },  // 音频 audio: TestAUDIO
     { "test_motor",     "\xD5\xF0\xB6\xAF",                     makeItem<TestMotor> },  // 震动 vibration: TestMotor
     { "test_sensor",    "G-\xB4\xAB\xB8\xD0\xC6\xF7",           makeItem<TestSensor> },  // G-传感器 G-sensor: TestSensor
     { "test_charge",    "\xB3\xE4\xB5\xE7\xD7\xB4\xCC\xAC",     makeItem<TestBattery> },  // 充电状态 charging state: TestBattery

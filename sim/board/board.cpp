@@ -8,6 +8,7 @@
 #include <fstream>
 #include <poll.h>
 #include <sstream>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
@@ -259,6 +260,22 @@ void Board::finish()
     if (m_ctlListen >= 0) {
         close(m_ctlListen);
         unlink((m_dir + "/board.sock").c_str());
+    }
+    // What the program wrote to its nodes just before it ended is still in
+    // their sockets; it reaches the models before the state is written.
+    std::vector<int> handles;
+    for (auto& o : m_nodes) {
+        if (o.second.boardFd >= 0)
+            handles.push_back(o.first);
+    }
+    for (int h : handles) {
+        for (;;) {
+            auto it = m_nodes.find(h);
+            int pending = 0;
+            if (it == m_nodes.end() || ioctl(it->second.boardFd, FIONREAD, &pending) != 0 || pending <= 0)
+                break;
+            readDeviceEnd(h);
+        }
     }
     writeFile(m_dir + "/state.json", stateJson() + "\n");
     for (auto& o : m_nodes) {

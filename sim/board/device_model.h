@@ -29,6 +29,7 @@ class DeviceModel;
 struct Client {
     Arch arch { Arch::X86_64 };
     int pid { 0 };
+    uint32_t openFlags { 0 }; // BOARD_OPEN_* of the open being answered
 };
 
 // One descriptor the program holds on an emulated node or socket.

@@ -18,6 +18,7 @@ extern const ModelType kGsensorModel;
 extern const ModelType kTouchPanelModel;
 extern const ModelType kCameraModel;
 extern const ModelType kFlashModel;
+extern const ModelType kSoundModel;
 
 const std::vector<ModelType>& modelTypes()
 {
@@ -34,6 +35,7 @@ const std::vector<ModelType>& modelTypes()
         kTouchPanelModel,
         kCameraModel,
         kFlashModel,
+        kSoundModel,
     };
     return types;
 }

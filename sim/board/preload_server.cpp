@@ -79,6 +79,7 @@ void Board::serveDev(DevClient& c)
         answer(c.fd, 0, 0);
         break;
     case BOARD_OP_OPEN:
+        c.client.openFlags = req.flags;
         openNode(c, std::string(payload, strnlen(payload, len)));
         break;
     case BOARD_OP_IOCTL:

@@ -359,10 +359,10 @@ TEST(BoardScenario, UnknownSectionOrKeyIsAnErrorWithFileAndLine)
 {
     TempDir tmp;
     const std::string file = tmp.file("bad.ini");
-    std::ofstream(file) << "[screen]\nwidth = 320\n\n[sound]\nvolume = 3\n";
+    std::ofstream(file) << "[screen]\nwidth = 320\n\n[radio]\nvolume = 3\n";
     ChildProcess check(boardProgram(), { "check-scenario", file }, {});
     EXPECT_EQ(check.wait(10000), 1);
-    EXPECT_NE(check.errors().find(file + ":4: unknown section [sound]"), std::string::npos) << check.errors();
+    EXPECT_NE(check.errors().find(file + ":4: unknown section [radio]"), std::string::npos) << check.errors();
 
     std::ofstream(file) << "[screen]\nwidht = 320\n";
     ChildProcess run(
