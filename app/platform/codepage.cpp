@@ -2,6 +2,8 @@
 
 #include "platform/charset.h"
 
+#include <memory>
+
 namespace {
 
 // Empty until the first conversion fills it; afterwards it only ever holds
@@ -59,4 +61,99 @@ unsigned short lookupCode(unsigned short from, unsigned short to, unsigned short
         return CODEPAGE_NO_MAPPING;
     }
     return CODEPAGE_NO_MAPPING;
+}
+
+namespace {
+
+const unsigned short* noMappingRow()
+{
+    static const struct Row {
+        unsigned short codes[256];
+        Row()
+        {
+            for (unsigned short& c : codes)
+                c = CODEPAGE_NO_MAPPING;
+        }
+    } row;
+    return row.codes;
+}
+
+// A direct index of one registry slot, or of no table when slot is -1.
+class SlotIndex {
+public:
+    explicit SlotIndex(int slot)
+    {
+        const unsigned short* empty = noMappingRow();
+        for (const unsigned short*& row : m_index.rows)
+            row = empty;
+        m_index.asciiUnmapped = true;
+        if (slot < 0)
+            return;
+        const CvtMapFile& map = s_cvtMapList[slot];
+        bool used[256] = {};
+        for (int i = 0; i < map.count; ++i)
+            used[map.pairs[i * CODEPAGE_PAIR_BYTES + 1]] = true;
+        int rows = 0;
+        for (bool u : used)
+            rows += u ? 1 : 0;
+        m_storage.reset(new unsigned short[static_cast<size_t>(rows) * 256]);
+        int next = 0;
+        for (int high = 0; high < 256; ++high) {
+            if (!used[high])
+                continue;
+            unsigned short* row = m_storage.get() + next++ * 256;
+            for (int low = 0; low < 256; ++low)
+                row[low] = CODEPAGE_NO_MAPPING;
+            m_index.rows[high] = row;
+        }
+        for (int i = 0; i < map.count; ++i) {
+            const unsigned char* pair = map.pairs + i * CODEPAGE_PAIR_BYTES;
+            const unsigned short key = readLe16(pair);
+            unsigned short* row = const_cast<unsigned short*>(m_index.rows[key >> 8]);
+            // A key stored twice answers what the binary search finds.
+            row[key & 0xFF] = row[key & 0xFF] == CODEPAGE_NO_MAPPING ? readLe16(pair + 2)
+                                                                     : lookupCode(map.from, map.to, key);
+        }
+        for (unsigned short code = 0x01; code < 0x80; ++code)
+            m_index.asciiUnmapped = m_index.asciiUnmapped && m_index[code] == CODEPAGE_NO_MAPPING;
+    }
+
+    const CodepageIndex& index() const { return m_index; }
+
+private:
+    CodepageIndex m_index {};
+    std::unique_ptr<unsigned short[]> m_storage;
+};
+
+template <int Slot> const CodepageIndex& slotIndex()
+{
+    static const SlotIndex index(Slot);
+    return index.index();
+}
+
+} // namespace
+
+const CodepageIndex& codepageIndex(unsigned short from, unsigned short to)
+{
+    // The same walk as lookupCode: the first slot converting between the two
+    // sets, stopping at the first empty slot.
+    static_assert(CVT_MAP_SLOTS == 4, "one index per registry slot");
+    for (int slot = 0; slot < CVT_MAP_SLOTS; ++slot) {
+        const CvtMapFile& map = s_cvtMapList[slot];
+        if (!map.pairs)
+            break;
+        if (map.from != from || map.to != to)
+            continue;
+        switch (slot) {
+        case 0:
+            return slotIndex<0>();
+        case 1:
+            return slotIndex<1>();
+        case 2:
+            return slotIndex<2>();
+        default:
+            return slotIndex<3>();
+        }
+    }
+    return slotIndex<-1>();
 }

@@ -52,3 +52,18 @@ inline unsigned int readLe32(const unsigned char* p)
 // slot that converts between them, or answers CODEPAGE_NO_MAPPING. The walk
 // stops at the first empty slot.
 unsigned short lookupCode(unsigned short from, unsigned short to, unsigned short code);
+
+// The same answers as lookupCode, read from a direct table: one row of 256
+// codes for each high byte, rows without any mapping sharing one row of
+// CODEPAGE_NO_MAPPING. Built on first use from the registry slot that
+// lookupCode would search (so the registry must be filled first) and kept
+// for the life of the process; a pair of sets without a table gets an index
+// that answers CODEPAGE_NO_MAPPING for every code.
+struct CodepageIndex {
+    const unsigned short* rows[256];
+    bool asciiUnmapped; // no code 0x01-0x7F has a mapping
+
+    unsigned short operator[](unsigned short code) const { return rows[code >> 8][code & 0xFF]; }
+};
+
+const CodepageIndex& codepageIndex(unsigned short from, unsigned short to);

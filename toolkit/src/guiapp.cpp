@@ -9,6 +9,10 @@
 
 namespace {
 GuiApp* s_app = nullptr;
+
+// How long one loop turn goes on serving a burst before it paints.
+constexpr int kBurstTurns = 256;
+constexpr uint64_t kBurstMs = 15;
 }
 
 GuiApp* theGuiApp()
@@ -169,10 +173,27 @@ void GuiApp::processEvents(int timeoutMs)
     }
     if (m_exiting)
         return;
-    if (GuiRT* rt = GuiRT::instance()) {
-        // Watched signals (SIGTERM and SIGINT end the run) are dispatched here.
-        rt->poll(m_queue.empty() ? timeoutMs : 0);
+    GuiRT* rt = GuiRT::instance();
+    if (!rt)
+        return;
+    // Watched signals (SIGTERM and SIGINT end the run) are dispatched here.
+    rt->poll(m_queue.empty() ? timeoutMs : 0);
+    if ((s = lumi::screen()))
+        s->deleteBuried();
+    // A burst (a flood of datagrams, a fast pointer) is taken whole before
+    // the next paint: descriptors that are ready again and the messages they
+    // queue are served without waiting, so the screen is painted once for
+    // the burst instead of once for each arrival. The bound on turns and on
+    // time lets the screen through even while input never stops.
+    const uint64_t start = rt->now();
+    for (int turn = 0; turn < kBurstTurns && !m_exiting; ++turn) {
+        int served = dispatchMessages();
+        if (m_exiting || rt->now() - start >= kBurstMs)
+            break;
+        served += rt->poll(0);
         if ((s = lumi::screen()))
             s->deleteBuried();
+        if (served == 0)
+            break;
     }
 }

@@ -452,3 +452,84 @@ TEST(LumiClock, WithoutATestClockTheWallClockIsTheTimeOfDay)
     const uint64_t a = lumi::monotonicMs();
     EXPECT_LE(a, lumi::monotonicMs());
 }
+
+namespace {
+
+// A window that counts its paints and asks for one on every command.
+class PaintCounter : public Recorder {
+public:
+    int paints { 0 };
+    int onPaint() override
+    {
+        ++paints;
+        return 0;
+    }
+    int onCommand(LUMIMessage& msg) override
+    {
+        invalidateRect(nullptr);
+        return Recorder::onCommand(msg);
+    }
+};
+
+} // namespace
+
+TEST_F(MsgLoopTest, ABurstOfReadyInputAndItsMessagesIsServedBeforeOnePaint)
+{
+    auto* w = new PaintCounter;
+    ASSERT_EQ(w->create(Rect(0, 0, 100, 100), 0x47, 101), 0);
+    settle();
+    w->paints = 0;
+
+    // Fifty bytes ready at once, read one at a time; each read posts a
+    // command that asks for a paint.
+    Pipe p;
+    struct OneByte : EventHandler {
+        PaintCounter* window { nullptr };
+        int reads { 0 };
+        void onRead(int fd) override
+        {
+            char c;
+            if (read(fd, &c, 1) == 1)
+                theGuiApp()->addMsg(LUMIMessage(window, MSG_COMMAND, reads++));
+        }
+    } h;
+    h.window = w;
+    ASSERT_EQ(rt->registerHandler(p.fds[0], &h), 0);
+    const std::string bytes(50, 'x');
+    ASSERT_EQ(write(p.fds[1], bytes.data(), bytes.size()), 50);
+
+    app->processEvents(0);
+    EXPECT_EQ(h.reads, 50);
+    EXPECT_EQ(static_cast<int>(w->commands.size()), 50);
+    EXPECT_EQ(w->paints, 0);
+    app->processEvents(0);
+    EXPECT_EQ(w->paints, 1);
+    EXPECT_EQ(rt->unregisterHandler(p.fds[0]), 0);
+}
+
+TEST_F(MsgLoopTest, InputThatNeverStopsStillLetsTheScreenPaint)
+{
+    auto* w = new PaintCounter;
+    ASSERT_EQ(w->create(Rect(0, 0, 100, 100), 0x47, 101), 0);
+    settle();
+    w->paints = 0;
+
+    // Every read puts a byte back: the descriptor is always ready.
+    Pipe p;
+    CountingHandler h;
+    h.also = [&](int) {
+        w->invalidateRect(nullptr);
+        ASSERT_EQ(write(p.fds[1], "x", 1), 1);
+    };
+    ASSERT_EQ(rt->registerHandler(p.fds[0], &h), 0);
+    ASSERT_EQ(write(p.fds[1], "x", 1), 1);
+
+    app->processEvents(0);
+    const int firstTurn = h.reads;
+    EXPECT_GT(firstTurn, 1); // more than one read before the paint
+    EXPECT_LE(firstTurn, 257); // but a bounded number
+    app->processEvents(0);
+    EXPECT_EQ(w->paints, 1);
+    EXPECT_GT(h.reads, firstTurn);
+    EXPECT_EQ(rt->unregisterHandler(p.fds[0]), 0);
+}

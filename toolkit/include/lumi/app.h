@@ -151,7 +151,10 @@ public:
 
     // One turn of the loop: deliver every queued message, run onIdle, paint
     // and show what changed, then wait up to timeoutMs for descriptors and
-    // timers. run() repeats it; tests call it directly with a test clock.
+    // timers, and serve whatever else is ready without waiting (descriptors
+    // and the messages they queue, up to 256 rounds or 15 ms) so
+    // that a burst is painted once. run() repeats it; tests call it directly
+    // with a test clock.
     void processEvents(int timeoutMs);
     // Delivers queued messages until the queue is empty; returns how many.
     int dispatchMessages();
