@@ -308,13 +308,10 @@ void QuickTestWnd::drawItem(DC& dc, const Rect& rect, int index, unsigned int st
     if (index < 0 || index >= items.size())
         return;
 
-    dc.fillRect(rect, kWhite);
-    Rect inner = rect;
-    inner.shrink(1, 1);
     if (state & GRID_STATE_SELECTED) {
-        dc.fillRect(inner, kLightGrey);
+        fillCell(dc, rect, kWhite, kLightGrey);
     } else {
-        dc.fillRect(inner, index % 2 ? kOddRow : kWhite);
+        fillCell(dc, rect, kWhite, index % 2 ? kOddRow : kWhite);
         // Kept: the separator runs from two pixels above the bottom-left
         // corner to the bottom-right corner, a faint slant on a wide row.
         dc.setPenColor(kLightGrey);
@@ -327,6 +324,12 @@ void QuickTestWnd::drawItem(DC& dc, const Rect& rect, int index, unsigned int st
     const int result = item->getResult();
     dc.setTextColor(result == 0 ? kPassColour : result == 1 ? kFailColour : kUntestedColour);
     dc.drawText(textRect, quicktest::shownName(item->getName()), kAlignLeft, -1);
+}
+
+bool QuickTestWnd::coversItem(int index, unsigned int /*state*/)
+{
+    // A row of a test is filled edge to edge; an empty cell is left alone.
+    return index >= 0 && index < items.size();
 }
 
 int QuickTestWnd::onDrawBackground(DC* dc, const Rect* rect, WndBase* w)

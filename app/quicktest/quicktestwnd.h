@@ -56,6 +56,7 @@ public:
     // GridSupplier.
     int getItemCount() override;
     void drawItem(DC& dc, const Rect& rect, int index, unsigned int state) override;
+    bool coversItem(int index, unsigned int state) override;
 
     // The run sequence.
     int clickItemExec(int index);

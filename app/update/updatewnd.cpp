@@ -348,18 +348,23 @@ int UpdateWnd::getItemCount()
     return m_steps.size();
 }
 
+bool UpdateWnd::coversItem(int index, unsigned int /*state*/)
+{
+    // A step's row is filled edge to edge; an empty cell is left alone.
+    return index >= 0 && index < m_steps.size();
+}
+
 void UpdateWnd::drawItem(DC& dc, const Rect& rect, int index, unsigned int state)
 {
     if (index < 0 || index >= m_steps.size())
         return;
     const bool selected = (state & GRID_STATE_SELECTED) != 0;
-    dc.fillRect(rect, kWhite);
     Rect inner = rect;
     inner.shrink(1, 1);
     if (selected) {
-        dc.fillRect(inner, kSelectedRow);
+        fillCell(dc, rect, kWhite, kSelectedRow);
     } else {
-        dc.fillRect(inner, index % 2 == 0 ? kWhite : kOddRow);
+        fillCell(dc, rect, kWhite, index % 2 == 0 ? kWhite : kOddRow);
         // Kept as drawn on the device: the separator falls two pixels
         // across the row instead of running along its bottom edge.
         dc.setPenColor(kSelectedRow);

@@ -38,6 +38,7 @@ public:
     // The grid's items: the step texts, oldest first.
     int getItemCount() override;
     void drawItem(DC& dc, const Rect& rect, int index, unsigned int state) override;
+    bool coversItem(int index, unsigned int state) override;
 
 protected:
     int handleMessage(LUMIMessage& msg) override;

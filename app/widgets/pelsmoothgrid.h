@@ -70,7 +70,17 @@ public:
     // has GRID_STATE_EMPTY); with GRID_STATE_MOVEBOX the call paints the moving
     // selection box at rect instead of an item.
     virtual void drawItem(DC& dc, const Rect& rect, int index, unsigned int state) = 0;
+    // True when drawItem(dc, rect, index, state) sets every pixel of rect
+    // itself: the grid then paints no background under that cell first.
+    // A list repaints a dozen such cells per frame, so the background under
+    // them would be a third of its fills.
+    virtual bool coversItem(int /*index*/, unsigned int /*state*/) { return false; }
 };
+
+// Fills rect with a one-pixel edge of colour edge around an inside of colour
+// inside: the picture of fillRect(rect, edge) followed by fillRect(inside
+// part, inside) with each pixel set once.
+void fillCell(DC& dc, const Rect& rect, unsigned short edge, unsigned short inside);
 
 // Geometry of the draggable scroll bar, held by value in the grid.
 class PelSmoothScrollBar {
@@ -219,6 +229,11 @@ public:
     // Paints one cell (skipped when clip is given and the cell lies wholly
     // outside it; clip in screen coordinates). Returns 0.
     int doDrawItem(int index, DC& dc, const Region* clip);
+    // The state bits a paint hands the supplier for index.
+    unsigned int itemState(int index);
+    // Paints the parent's background under the client, except where a paint
+    // of every visible cell (clip null) covers the cells itself.
+    void drawGridBackground(DC& dc, const Rect& client, const Region* clip);
     // With a DC: redraws the cell at once, then customizedDraw. Without: schedules its repaint.
     int invalidateItem(int index, DC* dc);
     // Paints the moving selection box between m_moveBoxFrom and m_moveBoxTo. Returns 0.

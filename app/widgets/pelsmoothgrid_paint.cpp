@@ -1,26 +1,10 @@
-// The smooth grid's painting: a double-buffered paint of the visible cells,
+// The smooth grid's painting: the visible cells,
 // the selected cell last, the moving selection box and the scroll bar.
 
 #include "widgets/pelsmoothgrid.h"
 
 #include <lumi/gdi.h>
 #include <lumi/message.h>
-
-namespace {
-
-// The off-screen buffer every grid paints into, kept from one paint to the
-// next: a new one for each frame of the slide animation would cost more than
-// the frame's drawing (allocating and clearing a screenful of pixels). Paints
-// never nest, so one buffer serves all grids; it is made anew only when a
-// grid of another size paints. Like the screen, a kept buffer still holds the
-// last picture where a parent paints no background.
-MemDC& paintBuffer()
-{
-    static MemDC s_buffer;
-    return s_buffer;
-}
-
-}
 
 bool isRepaintAll(const Rect& rect, const Region& region)
 {
@@ -33,26 +17,13 @@ int PelSmoothGrid::onPaint()
 {
     Rect client;
     getClientRect(client);
+    // Straight onto the screen's frame: the frame is itself off-screen and
+    // shown only after the whole paint, so no frame shows half drawn. A
+    // buffer of the grid's own cost a copy of the grid's every pixel per
+    // paint (a third of a frame copy for the quick test's list) and gave
+    // the same picture.
     PaintDC paintDC(this);
-    // Off-screen when the memory can be had, so that a frame never shows
-    // half drawn; straight to the screen otherwise, with the same picture.
-    MemDC& memDC = paintBuffer();
-    const Bitmap* kept = memDC.getBitmap();
-    bool buffered = !kept->isNull() && kept->width() == client.width() && kept->height() == client.height();
-    if (!buffered)
-        buffered = memDC.create(client, &paintDC) == 0;
-    if (buffered) {
-        // What a new context would start with.
-        memDC.selectFont(paintDC.font());
-        memDC.setPenColor(0);
-        memDC.setTextColor(0);
-    }
-    DC& dc = buffered ? static_cast<DC&>(memDC) : static_cast<DC&>(paintDC);
-
-    if (isStyle(GRID_STYLE_TRANSPARENT))
-        redrawBackground(dc, &client, this);
-    else
-        dc.fillRect(client, 0);
+    DC& dc = paintDC;
 
     updateItemPos();
 
@@ -62,6 +33,11 @@ int PelSmoothGrid::onPaint()
     Rect screenClient = client;
     clientToScreen(screenClient);
     const Region* clip = isRepaintAll(screenClient, update) ? nullptr : &update;
+
+    if (isStyle(GRID_STYLE_TRANSPARENT))
+        drawGridBackground(dc, client, clip);
+    else
+        dc.fillRect(client, 0);
     for (int i = m_firstItem; i <= m_lastItem; ++i) {
         if (i != m_selected)
             doDrawItem(i, dc, clip);
@@ -73,9 +49,54 @@ int PelSmoothGrid::onPaint()
         drawMoveBox(dc);
     customizedDraw(dc);
 
-    if (buffered)
-        paintDC.drawBitmap(client.left, client.top, memDC.getBitmap());
     return 0;
+}
+
+void PelSmoothGrid::drawGridBackground(DC& dc, const Rect& client, const Region* clip)
+{
+    if (clip || !m_supplier) {
+        redrawBackground(dc, &client, this);
+        return;
+    }
+    // The cells every paint draws whole (the visible ones and the selected
+    // one) are filled by the supplier anyway: on a full list they are most
+    // of the client, and painting the background under them too was a
+    // third of a frame's fills. The background is already drawn cell by
+    // cell under cells the supplier does not cover, so drawing it in pieces
+    // gives the same picture.
+    Region background(client);
+    for (int i = m_firstItem; i <= m_lastItem; ++i) {
+        if (i != m_selected && m_supplier->coversItem(i, itemState(i))) {
+            Rect rect;
+            getItemRect(i, rect);
+            background.subtract(rect);
+        }
+    }
+    if (m_supplier->coversItem(m_selected, itemState(m_selected))) {
+        Rect rect;
+        getItemRect(m_selected, rect);
+        background.subtract(rect);
+    }
+    int count = 0;
+    const Rect* rects = background.rects(count);
+    for (int i = 0; i < count; ++i) {
+        Rect part = rects[i];
+        redrawBackground(dc, &part, this);
+    }
+}
+
+unsigned int PelSmoothGrid::itemState(int index)
+{
+    unsigned int state = 0;
+    if (index == m_selected && m_moveBoxTimer == 0)
+        state |= GRID_STATE_SELECTED;
+    if (!isStatus(WS_FOCUSED))
+        state |= GRID_STATE_NOFOCUS;
+    if (index < 0 || index >= itemCount())
+        state |= GRID_STATE_EMPTY;
+    if (inMultiselection(index))
+        state |= GRID_STATE_MULTISELECTED;
+    return state;
 }
 
 int PelSmoothGrid::doDrawItem(int index, DC& dc, const Region* clip)
@@ -86,16 +107,7 @@ int PelSmoothGrid::doDrawItem(int index, DC& dc, const Region* clip)
     if (index < m_firstItem && index >= m_firstItem + m_visibleCount)
         return 0;
 
-    unsigned int state = 0;
-    if (index == m_selected && m_moveBoxTimer == 0)
-        state |= GRID_STATE_SELECTED;
-    if (!isStatus(WS_FOCUSED))
-        state |= GRID_STATE_NOFOCUS;
-    if (index < 0 || index >= itemCount())
-        state |= GRID_STATE_EMPTY;
-    if (inMultiselection(index))
-        state |= GRID_STATE_MULTISELECTED;
-
+    const unsigned int state = itemState(index);
     Rect rect;
     getItemRect(index, rect);
     if (clip) {
@@ -104,11 +116,27 @@ int PelSmoothGrid::doDrawItem(int index, DC& dc, const Region* clip)
         if (!clip->contains(onScreen))
             return 0;
     }
-    if (isStyle(GRID_STYLE_TRANSPARENT))
+    const bool covered = m_supplier && m_supplier->coversItem(index, state);
+    if (isStyle(GRID_STYLE_TRANSPARENT) && !covered)
         redrawBackground(dc, &rect, this);
     if (m_supplier)
         m_supplier->drawItem(dc, rect, index, state);
     return 0;
+}
+
+void fillCell(DC& dc, const Rect& rect, unsigned short edge, unsigned short inside)
+{
+    Rect in = rect;
+    in.shrink(1, 1);
+    if (edge == inside || in.isEmpty()) {
+        dc.fillRect(rect, edge);
+        return;
+    }
+    dc.fillRect(Rect(rect.left, rect.top, rect.right, in.top), edge);
+    dc.fillRect(Rect(rect.left, in.top, in.left, in.bottom), edge);
+    dc.fillRect(in, inside);
+    dc.fillRect(Rect(in.right, in.top, rect.right, in.bottom), edge);
+    dc.fillRect(Rect(rect.left, in.bottom, rect.right, rect.bottom), edge);
 }
 
 int PelSmoothGrid::invalidateItem(int index, DC* dc)

@@ -122,6 +122,14 @@ public:
 
     std::vector<DrawCall> drawCalls;
 
+    // Off: the list paints its background under every row first, as it did
+    // before rows could say that they cover their cells.
+    bool coverRows { true };
+    bool coversItem(int index, unsigned int state) override
+    {
+        return coverRows && QuickTestWnd::coversItem(index, state);
+    }
+
 protected:
     // Records the program's notifications (8195) and whether the window
     // released the text they carried.

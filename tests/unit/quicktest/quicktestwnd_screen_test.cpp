@@ -622,3 +622,36 @@ TEST_F(LowScreenTest, AGridAreaUnder40PixelsGetsOneRowFromZero)
     EXPECT_EQ(window->items[0]->getResult(), 0) << "the run goes on regardless";
     EXPECT_EQ(shot().at(200, 85), kSelectedRow);
 }
+
+TEST_F(QuickTestScreenTest, RowsCoveringTheirCellsLeaveTheFullRepaintUnchanged)
+{
+    openWindow();
+    ProbeWnd* window = static_cast<ProbeWnd*>(app->getWndById(101));
+    // Passed, failed and untested rows, the selection and a scroll bar.
+    window->useItems({ new ScriptedItem("a", 0), new ScriptedItem("b", 1), new ScriptedItem("c", 0),
+        new ScriptedItem("d", 0), new ScriptedItem("e", 0), new ScriptedItem("f", 0),
+        new ScriptedItem("g", 0), new ScriptedItem("h", 0), new ScriptedItem("i", 0),
+        new ScriptedItem("j", 0) });
+    settle();
+    step();
+    step();
+    settle();
+    window->invalidateRect(nullptr);
+    settle();
+    const Snapshot covered = shot();
+    ASSERT_TRUE(covered.valid());
+    EXPECT_GT(covered.countColour(layout.grid, kOddRow), 0);
+    EXPECT_GT(covered.countColour(layout.grid, kWhite), 0);
+
+    window->coverRows = false;
+    window->invalidateRect(nullptr);
+    settle();
+    const Snapshot painted = shot();
+    ASSERT_TRUE(painted.valid());
+    int differing = 0;
+    for (int y = 0; y < 480; ++y) {
+        for (int x = 0; x < 800; ++x)
+            differing += covered.at(x, y) != painted.at(x, y);
+    }
+    EXPECT_EQ(differing, 0);
+}

@@ -512,3 +512,38 @@ TEST(SmoothScrollBar, PointToPageUsesTheChosenStrip)
     EXPECT_EQ(bar.pt2Index(215, 199, 3, false, false), 1);
     EXPECT_EQ(bar.pt2Index(150, 0, 4, true, true), 150 * 4 / 6);
 }
+
+TEST_F(SmoothGridPaintTest, FillCellGivesThePictureOfTwoOverlappingFills)
+{
+    // Cells of every small size, some reaching past the surface's edges.
+    const Rect cells[] = { Rect(2, 2, 30, 20), Rect(5, 5, 6, 6), Rect(5, 5, 7, 7), Rect(5, 5, 8, 6),
+        Rect(-3, 4, 10, 12), Rect(30, 15, 45, 30), Rect(10, -2, 11, 5), Rect(12, 3, 12, 9) };
+    for (const Rect& cell : cells) {
+        for (const unsigned short inside : { kOddRow, kWhite }) {
+            MemDC one;
+            MemDC two;
+            ASSERT_EQ(one.create(Rect(0, 0, 40, 24), nullptr), 0);
+            ASSERT_EQ(two.create(Rect(0, 0, 40, 24), nullptr), 0);
+            one.fillRect(Rect(0, 0, 40, 24), 0x1234);
+            two.fillRect(Rect(0, 0, 40, 24), 0x1234);
+            fillCell(one, cell, kWhite, inside);
+            two.fillRect(cell, kWhite);
+            Rect in = cell;
+            in.shrink(1, 1);
+            two.fillRect(in, inside);
+            int differing = 0;
+            int changed = 0;
+            for (int y = 0; y < 24; ++y) {
+                for (int x = 0; x < 40; ++x) {
+                    differing += one.getPixel(x, y) != two.getPixel(x, y);
+                    changed += one.getPixel(x, y) != 0x1234;
+                }
+            }
+            EXPECT_EQ(differing, 0) << cell.left << "," << cell.top << " " << cell.right << ","
+                                    << cell.bottom;
+            Rect visible = cell;
+            visible &= Rect(0, 0, 40, 24);
+            EXPECT_EQ(changed, visible.isEmpty() ? 0 : visible.width() * visible.height());
+        }
+    }
+}
