@@ -10,7 +10,10 @@ looks at the screen (the board's screenshots), and:
 - answers each question "请确定此功能是否OK?" by touching 是 (yes) or 否 (no)
   (or on the keypad, or with a mouse), deciding from what it sees and what the
   board observed (quicktest_questions.py: the colour bars, the vibrator's
-  pulses, the power source);
+  pulses, the power source, the camera's live picture, what the speaker
+  played);
+- looks at the screen while the camera test streams (the frames counting in
+  the board's state), before the quick test repaints over the picture;
 - plugs a mouse in when the pointer test asks for one;
 - calibrates the touch screen: finds each cross on the screen, touches it,
   then draws on the drawing surface and checks where the marks landed;
@@ -18,8 +21,8 @@ looks at the screen (the board's screenshots), and:
 - waits for the rows that run by themselves;
 and at the end scrolls the list from its top to its bottom, prints each row's
 result and the time it took, and the verdict read off the screen. It saves
-screenshots of the start, the first question, the calibration, the colour
-bars and the end.
+screenshots of the start, the first question, the calibration, the key test's
+countdown, the camera's picture, the colour bars and the end.
 
     quicktest-demo.py BUILD_DIR OUTPUT_DIR [--program PATH] [--scenario FILE]
                       [--over FILE] [--answer touch|keys|mouse] [--viewer]
@@ -44,6 +47,7 @@ import time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
+import operator_camera  # noqa: E402
 import quicktest_board  # noqa: E402
 from quicktest_questions import Evidence, judge  # noqa: E402
 from quicktest_screen import (FAIL, PASS, Layout, Screen, calibrating, drawing_mode,  # noqa: E402
@@ -89,6 +93,7 @@ class PlanRow:
         self.started = None
         self.ended = None
         self.result = None
+        self.first_line = 0  # the program's first output line while it runs
 
 
 def read_plan(config_path):
@@ -197,6 +202,10 @@ class Operator:
         self.keypad_read = False  # the program has looked for its input devices
         self.shot = os.path.join(board.dir, "operator-screen.png")
         self.saved = set()
+        # What the operator saw while a row ran, for its question: kind ->
+        # (answer, reason).
+        self.looks = {}
+        self.camera_looks = 0
 
     def look(self):
         self.board.ctl("screenshot", self.shot)
@@ -221,6 +230,44 @@ class Operator:
         png = os.path.join(self.out, name)
         self.board.ctl("screenshot", png)
         log("screenshot: " + png)
+
+    def look_at_camera(self):
+        """The camera test streams: a screenshot and the board's state taken
+        together, the picture judged against what the camera films. A person
+        looks again when the first look was not clear, while it streams."""
+        shot = os.path.join(self.board.dir, "camera-look.png")
+        self.board.ctl("screenshot", shot)
+        state = self.board.state()
+        try:
+            yes, why = operator_camera.judge_camera(shot, state)
+        except (OSError, ValueError) as e:
+            yes, why = False, "the screen could not be read (%s)" % e
+        self.camera_looks += 1
+        camera = state.get("camera", {})
+        log("operator: the camera streams (%s frames taken); looking at the screen: %s: %s"
+            % (camera.get("dequeued", "?"), why, "yes" if yes else "no"))
+        self.looks["camera"] = (yes, why)
+        if yes or "camera-picture.png" not in self.saved:
+            self.saved.add("camera-picture.png")
+            png = os.path.join(self.out, "camera-picture.png")
+            shutil.copyfile(shot, png)
+            log("screenshot: " + png)
+
+    def listen_to_the_end(self, seconds=15):
+        """Waits until the speaker has been quiet for a moment: its output
+        (the board's speaker.wav) no longer grows."""
+        path = os.path.join(self.board.dir, "speaker.wav")
+        end = time.monotonic() + seconds
+        last = -1
+        while time.monotonic() < end:
+            try:
+                size = os.path.getsize(path)
+            except OSError:
+                size = -1
+            if size == last:
+                return
+            last = size
+            time.sleep(0.4)
 
     def key(self, code):
         self.board.ctl("key", code)
@@ -531,6 +578,7 @@ def run(args):
                     running = plan[number - 1] if 0 < number <= len(plan) else None
                     if running is not None:
                         running.started = when
+                        running.first_line = seen
                         log("operator: row %d (%s) runs" % (running.number, running.key))
                 elif "mouse set UNKNOW" in line:
                     # The pointer test found no mouse as it started.
@@ -539,6 +587,12 @@ def run(args):
                     mouse_asked = False
                 elif "eventInit Success" in line:
                     op.keypad_read = True
+            if (running is not None and running.kind == "camera" and op.camera_looks < 3
+                    and not op.looks.get("camera", (False,))[0]):
+                camera = board.state().get("camera", {})
+                if camera.get("streaming") and camera.get("dequeued", 0) >= 1:
+                    op.look_at_camera()
+                    continue
             if mouse_asked and not op.mouse:
                 op.plug_mouse("the pointer test asks for a mouse")
                 mouse_asked = False
@@ -555,8 +609,12 @@ def run(args):
                 op.save("quicktest-question.png")
                 if running.kind == "lcd":
                     op.save("colour-bars.png")
+                if running.kind == "audio":
+                    # The question comes after the playback: listened to
+                    # until the speaker is quiet.
+                    op.listen_to_the_end()
                 state = board.state()
-                yes, why = judge(running.kind, Evidence(screen, box, layout, state, before))
+                yes, why = judge(running.kind, Evidence(screen, box, layout, state, before, board.dir, op.looks))
                 log("operator: row %d (%s) asks; %s: %s" % (running.number, running.key, why,
                                                            "yes" if yes else "no"))
                 # The next question looks at what happened after this one.
@@ -572,6 +630,11 @@ def run(args):
                     and keys_pressed < 3):
                 keys_pressed += 1
                 op.open_keypad()
+                if "key-countdown.png" not in op.saved:
+                    # The countdown shows in the log pane a second after the
+                    # test starts waiting.
+                    time.sleep(1.5)
+                    op.save("key-countdown.png")
                 log("operator: the key test waits; pressing Menu, Back, VOL+ and VOL- on the keypad")
                 for name, code in REQUIRED_KEYS:
                     op.key(code)

@@ -6,12 +6,19 @@ command switches on and only the fault differs.
     quicktest_board.py BASE OVER OUT
 
 Every key of OVER replaces BASE's key of the same section (new keys are added
-at the end of their section), except [workdir]: the program's config.ini and
-res/ stay BASE's, as paths made absolute, so OUT may live anywhere.
+at the end of their section), except [workdir] and [screen]: the program's
+config.ini and res/ stay BASE's, as paths made absolute, so OUT may live
+anywhere, and so does BASE's panel (the faulty boards are written for a 16-bit
+screen; the main command's is 32-bit, which the camera's picture needs, and a
+faulty device elsewhere must not spoil it).
 """
 
 import os
 import sys
+
+# Sections a laid-over board does not change: the program's working directory
+# and the panel.
+KEPT = ("workdir", "screen")
 
 # A scenario larger than this is not a board file.
 MAX_BYTES = 1 << 20
@@ -47,7 +54,7 @@ def merge(base_path, over_path):
     over = read_ini(over_path)
     merged = [(name, list(keys)) for name, keys in base]
     for name, keys in over:
-        if name == "workdir":
+        if name in KEPT:
             continue
         target = next((s for s in merged if s[0] == name), None)
         if target is None:

@@ -24,14 +24,19 @@ def question(kind):
 
 class Evidence:
     """What a handler may look at: the screen with the box on it, the box, the
-    quick-test layout, and the board's state now and at the previous answer."""
+    quick-test layout, the board's state now and at the previous answer, the
+    board's run directory (what its speaker played) and what the operator saw
+    while the row ran (looks: kind -> (answer, reason), e.g. the camera's live
+    picture, judged before the repaint covered it)."""
 
-    def __init__(self, screen, box, layout, state, before):
+    def __init__(self, screen, box, layout, state, before, run_dir=None, looks=None):
         self.screen = screen
         self.box = box
         self.layout = layout
         self.state = state or {}
         self.before = before or {}
+        self.run_dir = run_dir
+        self.looks = looks or {}
 
 
 def judge(kind, evidence):
@@ -97,3 +102,7 @@ def power_source_matches(ev):
     if says != supply:
         return False, "the screen says %s, the board runs on %s" % (names[says], names[supply])
     return True, "the screen says %s, as the board runs" % names[supply]
+
+
+# The camera and audio rows' handlers register themselves on import.
+import quicktest_camera_audio  # noqa: E402,F401

@@ -61,9 +61,9 @@ void signalNext(Board& b)
 
 TEST(BoardDevices, EveryScenarioOfTheTreeIsValid)
 {
-    for (const char* name :
-        { "default.ini", "devices.ini", "no-nand.ini", "no-usbdisk.ini", "cable-out.ini", "no-dhcp.ini",
-            "no-wifi-cells.ini", "no-battery.ini", "no-vibrator.ini", "sensor-never-passes.ini" }) {
+    for (const char* name : { "default.ini", "devices.ini", "no-nand.ini", "no-usbdisk.ini", "cable-out.ini",
+             "no-dhcp.ini", "no-wifi-cells.ini", "no-battery.ini", "no-vibrator.ini",
+             "sensor-never-passes.ini", "no-camera-frames.ini", "silent-microphone.ini", "no-sound.ini" }) {
         ChildProcess c(
             boardProgram(), { "check-scenario", lumitest::sourceDir() + "/sim/scenarios/" + name }, {});
         EXPECT_EQ(c.wait(10000), 0) << name << ": " << c.errors();

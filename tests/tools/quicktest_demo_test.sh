@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # The main command's scripted operator runs the quick test on the virtual board
 # to the end, acting only through the board, with every row the main command
-# switches on (the five demo rows, the pointer test, storage, Wi-Fi, touch
-# calibration, Ethernet, colour bars, vibrator, g-sensor, charging state, keys).
+# switches on: all 18 (the five demo rows, the pointer test, storage, Wi-Fi,
+# touch calibration, Ethernet, camera, colour bars, audio, vibrator, g-sensor,
+# charging state, keys).
 #   quicktest_demo_test.sh HOST_BUILD_DIR PROGRAM MODE
 # MODE:
 #   touch             as the main command runs it: questions answered by touch,
@@ -30,7 +31,7 @@ fail() { echo "FAIL: $*" >&2; exit 1; }
 
 # The rows of tools/quicktest-config.ini, in the program's order.
 rows=(test1 test2 test2 test3 test4 test_mouse test_nandflash test_USBDisk test_wifi test_calts
-    test_ethernet test_lcd test_motor test_sensor test_charge test_keypress)
+    test_ethernet test_camera test_lcd test_audio test_motor test_sensor test_charge test_keypress)
 
 name=run
 args=()
@@ -54,7 +55,7 @@ esac
 mkdir -p "$out/$name"
 status=0
 log=$(TMPDIR=$out/$name python3 "$repo/tools/quicktest-demo.py" "$build" "$out/$name/shots" \
-    --program "$program" --seconds 150 "${args[@]}") || status=$?
+    --program "$program" --seconds 240 "${args[@]}") || status=$?
 echo "$log"
 ((status == 0)) || fail "the operator ended with status $status"
 
@@ -69,18 +70,31 @@ for i in "${!rows[@]}"; do
     [[ $result == "$expected" ]] || fail "row $n ($key): $result, expected $expected"
 done
 grep -qxF "failed rows: ${failing[*]}" <<<"$log" || fail "the failed rows are not exactly ${failing[*]}"
-for expected in "verdict: tests failed (测试失败!)" "poweroff requested: no" "auto run 16" \
+for expected in "verdict: tests failed (测试失败!)" "poweroff requested: no" "auto run 18" \
     "operator: the key test waits; pressing Menu, Back, VOL+ and VOL- on the keypad" \
     "the five colour bars are on the screen (red 100%, green 100%, blue 100%, cyan 100%, yellow 100%): yes"; do
     grep -qF -- "$expected" <<<"$log" || fail "missing: $expected"
 done
 # The vibrator and the power source were judged from what the board observed
 # and the screen showed (on a board without them the row fails by itself).
-if [[ ${failing[2]:-} != 13 ]]; then
+if [[ ${failing[2]:-} != 15 ]]; then
     grep -qF "the vibrator pulsed (5, 5 ms): yes" <<<"$log" || fail "the vibrator's pulses were not seen"
 fi
-if [[ ${failing[2]:-} != 15 ]]; then
+if [[ ${failing[2]:-} != 17 ]]; then
     grep -qF "the screen says battery, as the board runs: yes" <<<"$log" || fail "the power source was not seen"
+fi
+# The camera's live picture was looked at while it streamed and its question
+# answered by that look; the audio question by what the speaker played.
+if [[ ${failing[2]:-} != 12 ]]; then
+    grep -qE "^operator: the camera streams \([0-9]+ frames taken\); looking at the screen: the screen shows the camera's colour bars, 320x240 at 360,40, with the square of frame [0-9]+: yes$" <<<"$log" \
+        || fail "the camera's picture was not seen live"
+    grep -qE "^operator: row 12 \(test_camera\) asks; the screen shows the camera's colour bars.*: yes$" <<<"$log" \
+        || fail "the camera question was not answered yes by the look"
+    shots_expected=camera-picture.png
+fi
+if [[ ${failing[2]:-} != 14 ]]; then
+    grep -qF "operator: row 14 (test_audio) asks; the start beep, then the 3 s the microphone heard (speech) played back: yes" \
+        <<<"$log" || fail "the playback was not heard as the microphone's"
 fi
 if [[ $mode != mouse ]]; then
     grep -qF "operator: the pointer test asks for a mouse; plugging a mouse in" <<<"$log" \
@@ -98,7 +112,7 @@ done <<<"$marks"
 grep -qF "operator: the drawing surface closed by itself" <<<"$log" || fail "the drawing surface did not close"
 
 for shot in quicktest-start.png quicktest-question.png touch-calibration.png touch-drawing.png colour-bars.png \
-    quicktest-end.png; do
+    key-countdown.png quicktest-end.png ${shots_expected:-}; do
     [[ $(head -c 4 "$out/$name/shots/$shot" | tail -c 3) == PNG ]] || fail "no screenshot $shot"
 done
 # Nothing of the run is left behind.
