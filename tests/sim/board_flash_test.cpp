@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace {
 
 using namespace boardtest;
@@ -353,7 +355,9 @@ TEST(BoardFlashScenario, BadFlashSettingsAreErrors)
 TEST(BoardFlashScenario, TheControllerCutsThePower)
 {
     TempDir tmp;
-    const std::string tool = buildProgram("tools/uishull-bootenv");
+    // The tool runs from the board's own /tmp: a shell on the board sees the
+    // host's /tmp as the run's, and the build tree may lie under /tmp.
+    const std::string tool = "/tmp/uishull-bootenv";
     Board b(tmp, "ctl",
         { "sh", "-c",
             "echo waiting; while [ ! -e /tmp/next ]; do sleep 0.02; done; " + tool + " set serial NEW; "
@@ -364,6 +368,7 @@ TEST(BoardFlashScenario, TheControllerCutsThePower)
     std::string out;
     EXPECT_NE(b.ctl({ "power-loss", "lots" }, &out), 0) << out;
     EXPECT_EQ(b.ctl({ "power-loss", "100" }, &out), 0) << out;
+    std::filesystem::copy_file(buildProgram("tools/uishull-bootenv"), b.dir() + "/tmp/uishull-bootenv");
     std::ofstream(b.dir() + "/tmp/next") << "1";
     EXPECT_EQ(b.process->wait(30000), 0);
     const std::string printed = b.process->output();
