@@ -20,8 +20,8 @@ has it; else (False, reason).
 """
 
 import json
-import struct
-import zlib
+
+from quicktest_screen import read_rgb_png
 
 # The board camera's picture (sim/board/camera_picture.cpp), in YUV.
 BARS = [(235, 128, 128), (210, 16, 146), (170, 166, 16), (145, 54, 34),
@@ -48,55 +48,10 @@ def marker_x(width, sequence):
 
 
 class Picture:
-    """An 8-bit RGB PNG as the board writes it (no palette, no interlace)."""
+    """A screenshot as R, G, B bytes a line (the board's 8-bit RGB PNG)."""
 
     def __init__(self, path):
-        with open(path, "rb") as f:
-            data = f.read()
-        if data[:8] != b"\x89PNG\r\n\x1a\n":
-            raise ValueError("%s: not a PNG" % path)
-        pos, idat = 8, []
-        self.width = self.height = 0
-        while pos + 8 <= len(data):
-            n, kind = struct.unpack(">I4s", data[pos:pos + 8])
-            body = data[pos + 8:pos + 8 + n]
-            pos += 12 + n
-            if kind == b"IHDR":
-                self.width, self.height, depth, colour, _, _, interlace = struct.unpack(">IIBBBBB", body)
-                if depth != 8 or colour != 2 or interlace != 0:
-                    raise ValueError("%s: not an 8-bit RGB picture" % path)
-            elif kind == b"IDAT":
-                idat.append(body)
-            elif kind == b"IEND":
-                break
-        if not (0 < self.width <= 4096 and 0 < self.height <= 4096):
-            raise ValueError("%s: bad size" % path)
-        raw = zlib.decompress(b"".join(idat))
-        stride = self.width * 3
-        if len(raw) < (stride + 1) * self.height:
-            raise ValueError("%s: short picture data" % path)
-        prev = bytearray(stride)
-        self.rows = []
-        for y in range(self.height):
-            start = y * (stride + 1)
-            kind = raw[start]
-            line = bytearray(raw[start + 1:start + 1 + stride])
-            for i in range(stride):
-                a = line[i - 3] if i >= 3 else 0
-                b = prev[i]
-                c = prev[i - 3] if i >= 3 else 0
-                if kind == 1:
-                    line[i] = (line[i] + a) & 255
-                elif kind == 2:
-                    line[i] = (line[i] + b) & 255
-                elif kind == 3:
-                    line[i] = (line[i] + (a + b) // 2) & 255
-                elif kind == 4:
-                    p = a + b - c
-                    pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-                    line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
-            self.rows.append(bytes(line))
-            prev = line
+        self.width, self.height, self.rows = read_rgb_png(path)
 
 
 def _pixel(shot, x, y):

@@ -26,68 +26,77 @@ def rgb565(r, g, b):
     return ((r >> 3) << 11) | ((g >> 2) << 5) | (b >> 3)
 
 
+def read_rgb_png(path):
+    """(width, height, rows) of an 8-bit RGB PNG as the board writes it (no
+    palette, no interlace): rows holds each line's R, G, B bytes. Bounded on
+    any file: a picture too large, damaged or not of that kind is a
+    ValueError naming the file."""
+    with open(path, "rb") as f:
+        data = f.read(MAX_PNG_BYTES + 1)
+    if len(data) > MAX_PNG_BYTES:
+        raise ValueError("%s: picture too large" % path)
+    if data[:8] != b"\x89PNG\r\n\x1a\n":
+        raise ValueError("%s: not a PNG" % path)
+    pos, idat = 8, []
+    width = height = 0
+    while pos + 8 <= len(data):
+        n, kind = struct.unpack(">I4s", data[pos:pos + 8])
+        body = data[pos + 8:pos + 8 + n]
+        pos += 12 + n
+        if kind == b"IHDR":
+            if len(body) != 13:
+                raise ValueError("%s: bad header" % path)
+            width, height, depth, colour, _, _, interlace = struct.unpack(">IIBBBBB", body)
+            if depth != 8 or colour != 2 or interlace != 0:
+                raise ValueError("%s: not an 8-bit RGB picture" % path)
+        elif kind == b"IDAT":
+            idat.append(body)
+        elif kind == b"IEND":
+            break
+    if not (0 < width <= MAX_SIDE and 0 < height <= MAX_SIDE):
+        raise ValueError("%s: bad size" % path)
+    stride = width * 3
+    try:
+        d = zlib.decompressobj()
+        raw = d.decompress(b"".join(idat), (stride + 1) * height)
+    except zlib.error as e:
+        raise ValueError("%s: bad picture data (%s)" % (path, e))
+    if len(raw) < (stride + 1) * height:
+        raise ValueError("%s: short picture data" % path)
+    prev = bytearray(stride)
+    rows = []
+    for y in range(height):
+        start = y * (stride + 1)
+        kind = raw[start]
+        line = bytearray(raw[start + 1:start + 1 + stride])
+        if kind == 1:
+            for i in range(3, stride):
+                line[i] = (line[i] + line[i - 3]) & 255
+        elif kind == 2:
+            line = bytearray((a + b) & 255 for a, b in zip(line, prev))
+        elif kind == 3:
+            for i in range(stride):
+                line[i] = (line[i] + ((line[i - 3] if i >= 3 else 0) + prev[i]) // 2) & 255
+        elif kind == 4:
+            for i in range(stride):
+                a = line[i - 3] if i >= 3 else 0
+                b = prev[i]
+                c = prev[i - 3] if i >= 3 else 0
+                p = a + b - c
+                pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
+                line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
+        elif kind != 0:
+            raise ValueError("%s: bad row filter %d" % (path, kind))
+        rows.append(bytes(line))
+        prev = line
+    return width, height, rows
+
+
 class Screen:
     """One screenshot of the board's frame buffer, as RGB565 values."""
 
     def __init__(self, path):
-        with open(path, "rb") as f:
-            data = f.read(MAX_PNG_BYTES + 1)
-        if len(data) > MAX_PNG_BYTES:
-            raise ValueError("%s: picture too large" % path)
-        if data[:8] != b"\x89PNG\r\n\x1a\n":
-            raise ValueError("%s: not a PNG" % path)
-        pos, idat = 8, []
-        self.width = self.height = 0
-        while pos + 8 <= len(data):
-            n, kind = struct.unpack(">I4s", data[pos:pos + 8])
-            body = data[pos + 8:pos + 8 + n]
-            pos += 12 + n
-            if kind == b"IHDR":
-                if len(body) != 13:
-                    raise ValueError("%s: bad header" % path)
-                self.width, self.height, depth, colour, _, _, interlace = struct.unpack(">IIBBBBB", body)
-                if depth != 8 or colour != 2 or interlace != 0:
-                    raise ValueError("%s: not an 8-bit RGB picture" % path)
-            elif kind == b"IDAT":
-                idat.append(body)
-            elif kind == b"IEND":
-                break
-        if not (0 < self.width <= MAX_SIDE and 0 < self.height <= MAX_SIDE):
-            raise ValueError("%s: bad size" % path)
-        stride = self.width * 3
-        try:
-            d = zlib.decompressobj()
-            raw = d.decompress(b"".join(idat), (stride + 1) * self.height)
-        except zlib.error as e:
-            raise ValueError("%s: bad picture data (%s)" % (path, e))
-        if len(raw) < (stride + 1) * self.height:
-            raise ValueError("%s: short picture data" % path)
-        prev = bytearray(stride)
-        self.rows = []
-        for y in range(self.height):
-            start = y * (stride + 1)
-            kind = raw[start]
-            line = bytearray(raw[start + 1:start + 1 + stride])
-            if kind == 1:
-                for i in range(3, stride):
-                    line[i] = (line[i] + line[i - 3]) & 255
-            elif kind == 2:
-                line = bytearray((a + b) & 255 for a, b in zip(line, prev))
-            elif kind == 3:
-                for i in range(stride):
-                    line[i] = (line[i] + ((line[i - 3] if i >= 3 else 0) + prev[i]) // 2) & 255
-            elif kind == 4:
-                for i in range(stride):
-                    a = line[i - 3] if i >= 3 else 0
-                    b = prev[i]
-                    c = prev[i - 3] if i >= 3 else 0
-                    p = a + b - c
-                    pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
-                    line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
-            elif kind != 0:
-                raise ValueError("%s: bad row filter %d" % (path, kind))
-            self.rows.append(bytes(line))
-            prev = line
+        self.width, self.height, self.rows = read_rgb_png(path)
         # The whole picture as RGB565, row by row, for the scans below.
         self.px = [[rgb565(r[3 * x], r[3 * x + 1], r[3 * x + 2]) for x in range(self.width)] for r in self.rows]
 
