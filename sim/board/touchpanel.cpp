@@ -1,6 +1,7 @@
 #include "touchpanel.h"
 
 #include "device_model.h"
+#include "memfile.h"
 
 #include "../preload/board_protocol.h"
 
@@ -265,31 +266,18 @@ namespace {
         return true;
     }
 
-    bool parseYesNo(const std::string& text, bool& out)
-    {
-        if (text == "yes" || text == "1" || text == "true") {
-            out = true;
-            return true;
-        }
-        if (text == "no" || text == "0" || text == "false") {
-            out = false;
-            return true;
-        }
-        return false;
-    }
-
     // Reads one key of [touchpanel] into settings; false with error.
     bool applyKey(
         const std::string& key, const std::string& value, PanelSettings& p, bool& present, std::string& error)
     {
         int n = 0;
         if (key == "present") {
-            if (!parseYesNo(value, present)) {
+            if (!scenarioBool(value, present)) {
                 error = "present is yes or no";
                 return false;
             }
         } else if (key == "calibrated") {
-            if (!parseYesNo(value, p.calibrated)) {
+            if (!scenarioBool(value, p.calibrated)) {
                 error = "calibrated is yes or no";
                 return false;
             }
