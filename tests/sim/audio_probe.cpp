@@ -4,28 +4,15 @@
 //
 //     audio-probe [RUNS]     (the item runs RUNS times, default 1)
 
+#include "line_log.h"
 #include "testfun/log.hpp"
 #include "testfun/testaudio.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <unistd.h>
 
 namespace {
-
-class PrintLog final : public Log {
-public:
-    __attribute__((format(printf, 2, 3))) void Message(const char* fmt, ...) override
-    {
-        char text[1024];
-        va_list args;
-        va_start(args, fmt);
-        vsnprintf(text, sizeof text, fmt, args);
-        va_end(args);
-        printf("log: %s\n", text);
-    }
-};
 
 char kName[] = "audio";
 

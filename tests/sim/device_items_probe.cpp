@@ -5,6 +5,7 @@
 //
 //     device-items-probe nand usbdisk wifi ethernet motor sensor battery
 
+#include "line_log.h"
 #include "testfun/log.hpp"
 #include "testfun/testbattery.h"
 #include "testfun/testmotor.h"
@@ -14,25 +15,11 @@
 #include "testfun/testudisk.h"
 #include "testfun/testwifi.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
 namespace {
-
-class PrintLog final : public Log {
-public:
-    __attribute__((format(printf, 2, 3))) void Message(const char* fmt, ...) override
-    {
-        char text[1024];
-        va_list args;
-        va_start(args, fmt);
-        vsnprintf(text, sizeof text, fmt, args);
-        va_end(args);
-        printf("log: %s\n", text);
-    }
-};
 
 char kName[] = "probe";
 

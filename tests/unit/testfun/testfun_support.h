@@ -8,9 +8,9 @@
 
 #include <lumi/lumi.h>
 
+#include "line_log.h"
 #include "lumi_test.h"
 
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
@@ -30,19 +30,12 @@ void failConversions(int count);
 int failedConversions();
 
 // A log that keeps every line it is given, formatted.
-class RecordingLog final : public Log {
+class RecordingLog final : public LineLog {
 public:
-    __attribute__((format(printf, 2, 3))) void Message(const char* fmt, ...) override
-    {
-        char text[2048];
-        va_list args;
-        va_start(args, fmt);
-        vsnprintf(text, sizeof text, fmt, args);
-        va_end(args);
-        lines.emplace_back(text);
-    }
-
     std::vector<std::string> lines;
+
+protected:
+    void line(const char* text) override { lines.emplace_back(text); }
 };
 
 // The heap items of a catalogue, deleted with the list (as the quick-test
