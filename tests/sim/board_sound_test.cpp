@@ -4,6 +4,7 @@
 // recording, the AC97 codec, a cut recording, and boards without sound or
 // mixer. Each full run records three real seconds, so the cases are few.
 
+#include "audio_samples.h"
 #include "board_fixture.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <cstdint>
 
 using namespace boardtest;
+using lumitest::upsampled;
 
 namespace {
 
@@ -44,16 +46,6 @@ Wav readWav(const std::string& path)
     w.data = f.substr(44);
     w.ok = true;
     return w;
-}
-
-std::string upsampled(const std::string& recording, size_t size)
-{
-    std::string out;
-    for (size_t i = 0; i + 1 < recording.size(); i += 2)
-        for (int r = 0; r < 12; ++r)
-            out.append(recording, i, 2);
-    out.resize(size, '\0');
-    return out;
 }
 
 // Compares two byte strings sample by sample (16-bit), naming the first difference.

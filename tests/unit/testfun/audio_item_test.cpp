@@ -2,6 +2,7 @@
 // route switch and format requests, the three-second recording and its
 // twelve-fold playback, against a DSP the test plays itself.
 
+#include "audio_samples.h"
 #include "device_support.h"
 
 #include "testfun/audiopcm.h"
@@ -20,6 +21,7 @@
 #include <thread>
 
 using devtest::DeviceTest;
+using lumitest::upsampled;
 
 namespace {
 
@@ -42,18 +44,6 @@ std::string microphoneBytes(size_t size)
         std::memcpy(&bytes[i], &sample, 2);
     }
     return bytes;
-}
-
-// The playback the program must write for a recording: each 16-bit sample
-// twelve times, then silence up to size.
-std::string upsampled(const std::string& recording, size_t size)
-{
-    std::string out;
-    for (size_t i = 0; i + 1 < recording.size(); i += 2)
-        for (int r = 0; r < 12; ++r)
-            out.append(recording, i, 2);
-    out.resize(size, '\0');
-    return out;
 }
 
 // The DSP as the test plays it: a packet socket pair whose program end the
