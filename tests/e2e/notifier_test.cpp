@@ -30,45 +30,12 @@ constexpr uint16_t kTrack = 0x5AEB;
 constexpr int kStartMs = 30000;
 constexpr int kEndMs = 30000;
 
-int64_t nowMs()
-{
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-int occurrences(const std::string& text, const std::string& what)
-{
-    int n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
-        ++n;
-    return n;
-}
-
 class NotifierProgramTest : public lumitest::ProgramTest {
 protected:
-    std::string socketPath() const { return tmp.file("autorun_msg.dat"); }
-
     static bool isSocket(const std::string& path)
     {
         struct stat st {};
         return lstat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode);
-    }
-    static bool exists(const std::string& path)
-    {
-        struct stat st {};
-        return lstat(path.c_str(), &st) == 0;
-    }
-
-    // Polls until pred holds (true) or timeoutMs passes (false).
-    static bool pollUntil(const std::function<bool()>& pred, int timeoutMs)
-    {
-        const int64_t end = nowMs() + timeoutMs;
-        while (!pred()) {
-            if (nowMs() >= end)
-                return false;
-            usleep(20000);
-        }
-        return true;
     }
 
     // Starts "uishull TYPE" and waits for its socket to answer, without
@@ -79,27 +46,6 @@ protected:
         EXPECT_TRUE(p.started());
         EXPECT_TRUE(pollUntil([&] { return isSocket(socketPath()); }, kStartMs)) << p.errors();
         return p;
-    }
-
-    // Sends one datagram as a script would; waits while the program's queue
-    // is full, but never longer than timeoutSeconds. True when it went out.
-    bool send(const std::string& bytes, int timeoutSeconds = 30)
-    {
-        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        if (fd < 0)
-            return false;
-        timeval tv {};
-        tv.tv_sec = timeoutSeconds;
-        setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-        sockaddr_un addr {};
-        addr.sun_family = AF_UNIX;
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
-        ssize_t n;
-        do {
-            n = sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
-        } while (n < 0 && errno == EINTR);
-        close(fd);
-        return n == static_cast<ssize_t>(bytes.size());
     }
 
     // The bar shows percent (7 pixels a percent), read from the screen file.
@@ -170,9 +116,9 @@ TEST_F(NotifierProgramTest, ASecondInstanceRefusesToStartWhileTheFirstRuns)
     EXPECT_NE(second.errors().find("another instance"), std::string::npos) << second.errors();
 
     // The first one still owns the socket and serves it to its end.
-    ASSERT_TRUE(send("3@42"));
+    ASSERT_TRUE(sendDatagram("3@42"));
     EXPECT_TRUE(first.waitForOutput("[PelNotifier::onRead()] 3@42\n", kEndMs));
-    ASSERT_TRUE(send("4@"));
+    ASSERT_TRUE(sendDatagram("4@"));
     EXPECT_EQ(first.wait(kEndMs), 0);
     EXPECT_FALSE(exists(socketPath()));
 }
@@ -189,9 +135,9 @@ TEST_F(NotifierProgramTest, AStaleSocketOfAnEndedInstanceIsReplaced)
     ASSERT_TRUE(isSocket(socketPath()));
     lumitest::ChildProcess& p = startProgram({ "7" });
     ASSERT_TRUE(p.waitForOutput("UpdateWnd::create()\n", kStartMs)) << p.errors();
-    ASSERT_TRUE(send("3@42"));
+    ASSERT_TRUE(sendDatagram("3@42"));
     EXPECT_TRUE(p.waitForOutput("[PelNotifier::onRead()] 3@42\n", kEndMs));
-    ASSERT_TRUE(send("4@"));
+    ASSERT_TRUE(sendDatagram("4@"));
     EXPECT_EQ(p.wait(kEndMs), 0);
 }
 
@@ -202,8 +148,8 @@ TEST_F(NotifierProgramTest, AReaderThatGoesAwayDoesNotEndTheProgram)
     p.closeOutput();
     // Every datagram prints a line into the closed pipe.
     for (int i = 0; i < 20; ++i)
-        ASSERT_TRUE(send("5@status " + std::to_string(i))) << i;
-    ASSERT_TRUE(send("3@30"));
+        ASSERT_TRUE(sendDatagram("5@status " + std::to_string(i))) << i;
+    ASSERT_TRUE(sendDatagram("3@30"));
     ASSERT_TRUE(waitForProgress(30)) << p.errors();
     EXPECT_TRUE(p.running());
     p.signal(SIGTERM);
@@ -217,10 +163,10 @@ TEST_F(NotifierProgramTest, AReaderThatGoesAwayStillLetsTheUpdateEndNormally)
     lumitest::ChildProcess& p = startAndWaitForSocket("7");
     ASSERT_TRUE(p.waitForOutput("UpdateWnd::create()\n", kStartMs));
     p.closeOutput();
-    ASSERT_TRUE(send("1@a step"));
-    ASSERT_TRUE(send("3@60"));
+    ASSERT_TRUE(sendDatagram("1@a step"));
+    ASSERT_TRUE(sendDatagram("3@60"));
     ASSERT_TRUE(waitForProgress(60)) << p.errors();
-    ASSERT_TRUE(send("4@"));
+    ASSERT_TRUE(sendDatagram("4@"));
     EXPECT_EQ(p.wait(kEndMs), 0) << p.errors();
     EXPECT_FALSE(exists(socketPath()));
 }
@@ -236,12 +182,12 @@ TEST_F(NotifierProgramTest, AStalledReaderStopsNeitherTheScreenNorTheSocket)
     for (int i = 0; i < 600; ++i) {
         char number[16];
         std::snprintf(number, sizeof number, "%05d", i);
-        ASSERT_TRUE(send("0@" + std::string(number) + filler, 30)) << "datagram " << i << " was not taken";
+        ASSERT_TRUE(sendDatagram("0@" + std::string(number) + filler, 30)) << "datagram " << i << " was not taken";
     }
     // The screen follows the socket while nobody reads the output.
-    ASSERT_TRUE(send("3@40"));
+    ASSERT_TRUE(sendDatagram("3@40"));
     ASSERT_TRUE(waitForProgress(40)) << "the screen stopped";
-    ASSERT_TRUE(send("4@"));
+    ASSERT_TRUE(sendDatagram("4@"));
 
     // The reader reads again: it learns what it missed, and the program ends.
     EXPECT_TRUE(p.waitForOutput("lines dropped", kEndMs)) << p.output().size();

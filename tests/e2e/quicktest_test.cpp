@@ -6,13 +6,7 @@
 #include "program_test.h"
 #include "sandbox.h"
 
-#include <chrono>
-#include <cstdio>
 #include <fstream>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -36,28 +30,7 @@ protected:
 
     bool waitForCommand(const std::string& text, int timeoutMs = 10000)
     {
-        for (int waited = 0; waited < timeoutMs; waited += 20) {
-            if (box.commandLog().find(text) != std::string::npos)
-                return true;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
-    }
-
-    // Sends one datagram to the program's notifier socket, as anyone on the
-    // machine could; true when it went out whole.
-    bool sendDatagram(const std::string& bytes)
-    {
-        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        if (fd < 0)
-            return false;
-        sockaddr_un addr {};
-        addr.sun_family = AF_UNIX;
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", tmp.file("autorun_msg.dat").c_str());
-        const ssize_t n
-            = sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
-        close(fd);
-        return n == static_cast<ssize_t>(bytes.size());
+        return pollUntil([&] { return box.commandLog().find(text) != std::string::npos; }, timeoutMs);
     }
 };
 

@@ -16,12 +16,6 @@ protected:
     lumitest::ChildProcess* start(const std::vector<std::string>& args) { return &startProgram(args); }
 };
 
-bool exists(const std::string& path)
-{
-    struct stat st {};
-    return stat(path.c_str(), &st) == 0;
-}
-
 }
 
 TEST_F(StartupTest, WithoutAnArgumentOnlyTheErrorLineIsPrintedAndTheExitIsClean)

@@ -45,20 +45,6 @@ constexpr int kTrackY = 420;
 const Rect kStatusRect(20, 434, 720, 464);
 const Rect kTitleRect(120, 0, 800, 80);
 
-int64_t nowMs()
-{
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-int occurrences(const std::string& text, const std::string& what)
-{
-    int n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
-        ++n;
-    return n;
-}
-
 // The shown screen, read from the program's screen file.
 using Screen = lumitest::ScreenFile;
 
@@ -75,28 +61,9 @@ protected:
         return p;
     }
 
-    std::string socketPath() const { return tmp.file("autorun_msg.dat"); }
-
     // Sends one datagram as a script would, waiting while the program's
     // queue is full (up to 60 s). True when it went out whole.
-    bool send(const std::string& bytes)
-    {
-        const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        if (fd < 0)
-            return false;
-        timeval tv {};
-        tv.tv_sec = 60;
-        setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-        sockaddr_un addr {};
-        addr.sun_family = AF_UNIX;
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
-        ssize_t n;
-        do {
-            n = sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
-        } while (n < 0 && errno == EINTR);
-        close(fd);
-        return n == static_cast<ssize_t>(bytes.size());
-    }
+    bool send(const std::string& bytes) const { return sendDatagram(bytes, 60); }
 
     // Runs uishull-notify (under the emulator of a cross build) against the
     // program's socket; returns its exit status.
@@ -116,24 +83,15 @@ protected:
     // Polls the screen file until pred holds for what it shows.
     bool waitForScreen(const std::function<bool(const Screen&)>& pred, int timeoutMs = 20000)
     {
-        const int64_t end = nowMs() + timeoutMs;
-        for (;;) {
-            const Screen s = screen();
-            if (s.valid() && pred(s))
-                return true;
-            if (nowMs() >= end)
-                return false;
-            usleep(20000);
-        }
+        return pollUntil(
+            [&] {
+                const Screen s = screen();
+                return s.valid() && pred(s);
+            },
+            timeoutMs);
     }
 
     std::string received(const std::string& text) const { return "[PelNotifier::onRead()] " + text + "\n"; }
-
-    static bool exists(const std::string& path)
-    {
-        struct stat st { };
-        return lstat(path.c_str(), &st) == 0;
-    }
 
     // Generous: the armhf build runs under an emulator, the asan build slowly.
     static constexpr int kStartMs = 30000;

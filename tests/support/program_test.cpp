@@ -1,7 +1,9 @@
 #include "program_test.h"
 
+#include <cerrno>
 #include <chrono>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <thread>
 #include <unistd.h>
@@ -24,8 +26,8 @@ std::vector<std::string> ProgramTest::programEnvironment() const
 
 ChildProcess& ProgramTest::startProgram(const std::vector<std::string>& args)
 {
-    process = std::make_unique<ChildProcess>(buildProgram("app/uishull"), args, programEnvironment(), "",
-        box.prefix());
+    process = std::make_unique<ChildProcess>(
+        buildProgram("app/uishull"), args, programEnvironment(), "", box.prefix());
     return *process;
 }
 
@@ -53,6 +55,51 @@ bool ProgramTest::sendInputWhenReady(const std::string& line)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return false;
+}
+
+bool ProgramTest::sendDatagram(const std::string& bytes, int timeoutSeconds) const
+{
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (fd < 0)
+        return false;
+    timeval tv {};
+    tv.tv_sec = timeoutSeconds;
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+    sockaddr_un addr {};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s", socketPath().c_str());
+    ssize_t n;
+    do {
+        n = sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+    } while (n < 0 && errno == EINTR);
+    close(fd);
+    return n == static_cast<ssize_t>(bytes.size());
+}
+
+bool ProgramTest::pollUntil(const std::function<bool()>& pred, int timeoutMs)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!pred()) {
+        if (std::chrono::steady_clock::now() >= end)
+            return false;
+        // Polling a condition with a bound, not timing anything.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return true;
+}
+
+bool ProgramTest::exists(const std::string& path)
+{
+    struct stat st { };
+    return lstat(path.c_str(), &st) == 0;
+}
+
+int ProgramTest::occurrences(const std::string& text, const std::string& what)
+{
+    int n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size()))
+        ++n;
+    return n;
 }
 
 }

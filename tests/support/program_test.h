@@ -8,6 +8,7 @@
 #include "lumi_test.h"
 #include "sandbox.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,6 +27,20 @@ protected:
     bool sendInput(const std::string& line);
     // The same, retrying for a few seconds while the socket is not there yet.
     bool sendInputWhenReady(const std::string& line);
+
+    // The program's notifier socket, to which update scripts send datagrams.
+    std::string socketPath() const { return tmp.file("autorun_msg.dat"); }
+    // Sends one datagram to the notifier socket as a script would; waits
+    // while the program's queue is full, but never longer than
+    // timeoutSeconds. True when it went out whole.
+    bool sendDatagram(const std::string& bytes, int timeoutSeconds = 30) const;
+
+    // Polls every 20 ms until pred holds (true) or timeoutMs passes (false).
+    static bool pollUntil(const std::function<bool()>& pred, int timeoutMs);
+    // Whether anything, even a dangling link, is at path.
+    static bool exists(const std::string& path);
+    // How many times what stands in text, without overlaps.
+    static int occurrences(const std::string& text, const std::string& what);
 
     TempDir tmp;
     Sandbox box { tmp.path() };
