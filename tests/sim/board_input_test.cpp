@@ -7,6 +7,7 @@
 // and survives a storm of plug events without losing a descriptor.
 
 #include "board_fixture.h"
+#include "key_maps.h"
 
 #include <gtest/gtest.h>
 
@@ -17,74 +18,9 @@
 namespace {
 
 using namespace boardtest;
-
-// The handheld's key maps, Linux key code -> toolkit key, as the program's
-// requirements list them (not read from the program).
-std::map<int, int> defaultMap()
-{
-    std::map<int, int> m;
-    auto run = [&](int first, const char* chars) {
-        for (int i = 0; chars[i]; ++i)
-            m[first + i] = static_cast<unsigned char>(chars[i]);
-    };
-    m[1] = 27;
-    run(2, "1234567890-=");
-    m[14] = 8;
-    m[15] = 9;
-    run(16, "qwertyuiop[]");
-    m[28] = 1;
-    run(30, "asdfghjkl;'`");
-    m[43] = '\\';
-    run(44, "zxcvbnm,./");
-    m[57] = ' ';
-    m[59] = 86;
-    m[61] = 2;
-    run(71, "789-456+1230.");
-    m[96] = 1;
-    m[99] = 140;
-    m[102] = 3;
-    m[103] = 30, m[105] = 29, m[106] = 28, m[108] = 31;
-    m[113] = 136, m[114] = 133, m[115] = 132;
-    m[116] = 129;
-    m[128] = 139, m[166] = 139;
-    m[139] = 2, m[141] = 2;
-    m[142] = 130;
-    m[158] = 134, m[165] = 134, m[412] = 134;
-    m[159] = 135, m[163] = 135, m[407] = 135;
-    m[164] = 138, m[200] = 138, m[207] = 138;
-    m[352] = 1;
-    m[359] = 140;
-    m[375] = 86;
-    return m;
-}
-
-std::map<int, int> shiftMap()
-{
-    std::map<int, int> m = defaultMap();
-    const char* digits = "!@#$%^&*()_+";
-    for (int i = 0; i < 12; ++i)
-        m[2 + i] = static_cast<unsigned char>(digits[i]);
-    for (auto& e : m) {
-        if (e.second >= 'a' && e.second <= 'z')
-            e.second -= 'a' - 'A';
-    }
-    m[26] = '{', m[27] = '}';
-    m[39] = ':', m[40] = '"', m[41] = '~';
-    m[43] = '|';
-    m[51] = '<', m[52] = '>', m[53] = '?';
-    m[71] = 3, m[72] = 30, m[75] = 29, m[77] = 28, m[80] = 31;
-    m.erase(57); // Space has no shifted entry
-    return m;
-}
-
-int swapCase(int key)
-{
-    if (key >= 'a' && key <= 'z')
-        return key - ('a' - 'A');
-    if (key >= 'A' && key <= 'Z')
-        return key + ('a' - 'A');
-    return key;
-}
+using lumitest::expectedDefaultKeyMap;
+using lumitest::expectedShiftKeyMap;
+using lumitest::swapCase;
 
 bool keypadCode(int code)
 {
@@ -184,8 +120,8 @@ TEST_P(BoardInput, EveryKeyOfBothMapsArrivesAsItsToolkitKeyWithShiftCapsAndNumLo
     auto b = startProbe();
     ASSERT_TRUE(b);
     OutputLog log(b->dir() + "/stdout.log");
-    const std::map<int, int> plain = defaultMap();
-    const std::map<int, int> shifted = shiftMap();
+    const std::map<int, int> plain = expectedDefaultKeyMap();
+    const std::map<int, int> shifted = expectedShiftKeyMap();
 
     // Each step is a controller command and the key lines it must produce.
     std::vector<std::pair<std::vector<std::string>, std::vector<std::string>>> steps;

@@ -3,6 +3,7 @@
 // keyboard LEDs.
 
 #include "input_support.h"
+#include "key_maps.h"
 
 #include <gtest/gtest.h>
 
@@ -10,96 +11,16 @@
 
 using inputtest::InputLayerTest;
 using inputtest::KeyEvent;
+using lumitest::expectedDefaultKeyMap;
+using lumitest::expectedShiftKeyMap;
+using lumitest::swapCase;
 
 namespace {
-
-// The handheld's key table, written out code by code: Linux key code ->
-// toolkit key. Codes not listed give nothing.
-std::map<int, int> expectedDefaultMap()
-{
-    std::map<int, int> m;
-    auto chars = [&m](int first, const char* text) {
-        for (int i = 0; text[i]; ++i)
-            m[first + i] = static_cast<unsigned char>(text[i]);
-    };
-    m[1] = 27;
-    chars(2, "1234567890-=");
-    m[14] = 8;
-    m[15] = 9;
-    chars(16, "qwertyuiop[]");
-    m[28] = 1;
-    chars(30, "asdfghjkl;'`");
-    m[43] = '\\';
-    chars(44, "zxcvbnm,./");
-    m[57] = ' ';
-    m[59] = 86;
-    m[61] = 2;
-    chars(71, "789-456+1230.");
-    m[96] = 1;
-    m[99] = 140;
-    m[102] = 3;
-    m[103] = 30;
-    m[105] = 29;
-    m[106] = 28;
-    m[108] = 31;
-    m[113] = 136;
-    m[114] = 133;
-    m[115] = 132;
-    m[116] = 129;
-    m[128] = 139;
-    m[166] = 139;
-    m[139] = 2;
-    m[141] = 2;
-    m[142] = 130;
-    m[158] = 134;
-    m[165] = 134;
-    m[412] = 134;
-    m[159] = 135;
-    m[163] = 135;
-    m[407] = 135;
-    m[164] = 138;
-    m[200] = 138;
-    m[207] = 138;
-    m[352] = 1;
-    m[359] = 140;
-    m[375] = 86;
-    return m;
-}
-
-std::map<int, int> expectedShiftMap()
-{
-    std::map<int, int> m = expectedDefaultMap();
-    auto chars = [&m](int first, const char* text) {
-        for (int i = 0; text[i]; ++i)
-            m[first + i] = static_cast<unsigned char>(text[i]);
-    };
-    chars(2, "!@#$%^&*()_+");
-    chars(16, "QWERTYUIOP{}");
-    chars(30, "ASDFGHJKL:\"~");
-    m[43] = '|';
-    chars(44, "ZXCVBNM<>?");
-    m.erase(57); // Space has no shifted entry
-    m[71] = 3;
-    m[72] = 30;
-    m[75] = 29;
-    m[77] = 28;
-    m[80] = 31;
-    return m;
-}
 
 int entry(const std::map<int, int>& m, int code)
 {
     auto it = m.find(code);
     return it == m.end() ? 0 : it->second;
-}
-
-int swapCase(int key)
-{
-    if (key >= 'a' && key <= 'z')
-        return key - 32;
-    if (key >= 'A' && key <= 'Z')
-        return key + 32;
-    return key;
 }
 
 bool isModifier(int code)
@@ -130,8 +51,8 @@ protected:
 
 TEST_F(LinuxEventKeysTest, BothMapsHoldExactlyTheTableEntries)
 {
-    const auto def = expectedDefaultMap();
-    const auto shifted = expectedShiftMap();
+    const auto def = expectedDefaultKeyMap();
+    const auto shifted = expectedShiftKeyMap();
     for (int code = 0; code < 511; ++code) {
         EXPECT_EQ(g_linuxEventMouse.defaultMap[code], entry(def, code)) << "default map, code " << code;
         EXPECT_EQ(g_linuxEventMouse.shiftMap[code], entry(shifted, code)) << "shifted map, code " << code;
@@ -144,8 +65,8 @@ TEST_F(LinuxEventKeysTest, BothMapsHoldExactlyTheTableEntries)
 // default entry.
 TEST_F(LinuxEventKeysTest, EveryCodeWithShiftAndCapsCombinations)
 {
-    const auto def = expectedDefaultMap();
-    const auto shifted = expectedShiftMap();
+    const auto def = expectedDefaultKeyMap();
+    const auto shifted = expectedShiftKeyMap();
     for (int combo = 0; combo < 4; ++combo) {
         const bool shift = combo & 1;
         const bool caps = combo & 2;
