@@ -101,6 +101,24 @@ protected:
         for (int i = 0; i < 5; ++i)
             touchTarget(w, i);
     }
+    // Opens the window and passes the calibration quietly: the window in its
+    // drawing mode, or null (a failure) when it did not get there.
+    TsCalibrateWnd* startDrawing()
+    {
+        TsCalibrateWnd* w = start();
+        if (!w) {
+            ADD_FAILURE() << "no calibration window";
+            return nullptr;
+        }
+        testing::internal::CaptureStdout();
+        calibrate(w);
+        testing::internal::GetCapturedStdout();
+        if (!w->isDone()) {
+            ADD_FAILURE() << "the calibration did not pass";
+            return nullptr;
+        }
+        return w;
+    }
     bool isWhite(int x, int y) const { return shownPixel(x, y) == kWhite; }
 
     FakeDriver fake;
@@ -316,12 +334,8 @@ TEST_F(TsCalibrateWndTest, FifthTouchFitsAndInstallsTheCalibration)
 
 TEST_F(TsCalibrateWndTest, DrawingModeIsWhiteWithABlackGrid)
 {
-    TsCalibrateWnd* w = start();
+    TsCalibrateWnd* w = startDrawing();
     ASSERT_NE(w, nullptr);
-    testing::internal::CaptureStdout();
-    calibrate(w);
-    testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(w->isDone());
     EXPECT_EQ(shownPixel(0, 5), kBlack);
     EXPECT_EQ(shownPixel(5, 0), kBlack);
     EXPECT_EQ(shownPixel(10, 5), kBlack);
@@ -340,12 +354,8 @@ TEST_F(TsCalibrateWndTest, DrawingModeIsWhiteWithABlackGrid)
 
 TEST_F(TsCalibrateWndTest, DrawingModePaintsSquaresForPressMoveAndRelease)
 {
-    TsCalibrateWnd* w = start();
+    TsCalibrateWnd* w = startDrawing();
     ASSERT_NE(w, nullptr);
-    testing::internal::CaptureStdout();
-    calibrate(w);
-    testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(w->isDone());
     EXPECT_TRUE(w->cancelButton()->isVisible());
 
     press(303, 303);
@@ -370,12 +380,8 @@ TEST_F(TsCalibrateWndTest, DrawingModePaintsSquaresForPressMoveAndRelease)
 
 TEST_F(TsCalibrateWndTest, DrawingModeWaitsForTheFirstTouchBeforeCounting)
 {
-    TsCalibrateWnd* w = start();
+    TsCalibrateWnd* w = startDrawing();
     ASSERT_NE(w, nullptr);
-    testing::internal::CaptureStdout();
-    calibrate(w);
-    testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(w->isDone());
     // No close timer runs after the pass: a minute later the window is there.
     advance(400 * 150);
     ASSERT_EQ(window(), w);
@@ -394,12 +400,8 @@ TEST_F(TsCalibrateWndTest, DrawingModeWaitsForTheFirstTouchBeforeCounting)
 
 TEST_F(TsCalibrateWndTest, DrawingModeClosesAfterTenQuietTicksAndEachTouchRestartsThem)
 {
-    TsCalibrateWnd* w = start();
+    TsCalibrateWnd* w = startDrawing();
     ASSERT_NE(w, nullptr);
-    testing::internal::CaptureStdout();
-    calibrate(w);
-    testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(w->isDone());
     tap(203, 203);
     advance(400 * 5);
     ASSERT_EQ(window(), w);
