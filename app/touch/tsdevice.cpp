@@ -38,6 +38,18 @@ bool writeAll(int fd, const char* buf, size_t len)
     return true;
 }
 
+// One request of the calibration driver, announced before it is made: 0, or
+// -1 with the failure line printed.
+int calibrationRequest(int fd, unsigned long request, int* coeffs, const char* announce, const char* failure)
+{
+    puts(announce);
+    if (s_ioctl(fd, request, coeffs) < 0) {
+        puts(failure);
+        return -1;
+    }
+    return 0;
+}
+
 }
 
 const char* tsDevicePath()
@@ -67,30 +79,17 @@ int pointerCalibrationSet(int mode, int* coeffs)
     }
     switch (mode) {
     case TS_MODE_CAL_START:
-        puts(" [--I] CAL_START......");
-        if (s_ioctl(fd, TS_CAL_START, coeffs) < 0) {
-            puts("CAL_START......ioctl failed!");
-            return -1;
-        }
-        break;
+        return calibrationRequest(
+            fd, TS_CAL_START, coeffs, " [--I] CAL_START......", "CAL_START......ioctl failed!");
     case TS_MODE_CAL_DONE:
-        puts("[--I] CAL_DONE......");
-        if (s_ioctl(fd, TS_CAL_DONE, coeffs) < 0) {
-            puts("CAL_DONE......ioctl failed!");
-            return -1;
-        }
-        break;
+        return calibrationRequest(
+            fd, TS_CAL_DONE, coeffs, "[--I] CAL_DONE......", "CAL_DONE......ioctl failed!");
     case TS_MODE_RAWDATA:
-        puts("[--I] RAWDATA......");
-        if (s_ioctl(fd, TS_RAWDATA, coeffs) < 0) {
-            puts("RAWDATA......ioctl failed!");
-            return -1;
-        }
-        break;
+        return calibrationRequest(
+            fd, TS_RAWDATA, coeffs, "[--I] RAWDATA......", "RAWDATA......ioctl failed!");
     default:
-        break;
+        return 0;
     }
-    return 0;
 }
 
 int writeConfigFile(char* buf, int len)
