@@ -1,5 +1,8 @@
 #include "key_maps.h"
 
+#include <initializer_list>
+#include <utility>
+
 namespace lumitest {
 
 namespace {
@@ -9,6 +12,13 @@ namespace {
     {
         for (int i = 0; text[i]; ++i)
             m[first + i] = static_cast<unsigned char>(text[i]);
+    }
+
+    // Single codes and their keys.
+    void putKeys(std::map<int, int>& m, std::initializer_list<std::pair<const int, int>> keys)
+    {
+        for (const auto& k : keys)
+            m[k.first] = k.second;
     }
 
 }
@@ -29,34 +39,11 @@ std::map<int, int> expectedDefaultKeyMap()
     m[59] = 86;
     m[61] = 2;
     putChars(m, 71, "789-456+1230.");
-    m[96] = 1;
-    m[99] = 140;
-    m[102] = 3;
-    m[103] = 30;
-    m[105] = 29;
-    m[106] = 28;
-    m[108] = 31;
-    m[113] = 136;
-    m[114] = 133;
-    m[115] = 132;
-    m[116] = 129;
-    m[128] = 139;
-    m[166] = 139;
-    m[139] = 2;
-    m[141] = 2;
-    m[142] = 130;
-    m[158] = 134;
-    m[165] = 134;
-    m[412] = 134;
-    m[159] = 135;
-    m[163] = 135;
-    m[407] = 135;
-    m[164] = 138;
-    m[200] = 138;
-    m[207] = 138;
-    m[352] = 1;
-    m[359] = 140;
-    m[375] = 86;
+    putKeys(m,
+        { { 96, 1 }, { 99, 140 }, { 102, 3 }, { 103, 30 }, { 105, 29 }, { 106, 28 }, { 108, 31 },
+            { 113, 136 }, { 114, 133 }, { 115, 132 }, { 116, 129 }, { 128, 139 }, { 166, 139 }, { 139, 2 },
+            { 141, 2 }, { 142, 130 }, { 158, 134 }, { 165, 134 }, { 412, 134 }, { 159, 135 }, { 163, 135 },
+            { 407, 135 }, { 164, 138 }, { 200, 138 }, { 207, 138 }, { 352, 1 }, { 359, 140 }, { 375, 86 } });
     return m;
 }
 
@@ -69,11 +56,7 @@ std::map<int, int> expectedShiftKeyMap()
     m[43] = '|';
     putChars(m, 44, "ZXCVBNM<>?");
     m.erase(57); // Space has no shifted entry
-    m[71] = 3;
-    m[72] = 30;
-    m[75] = 29;
-    m[77] = 28;
-    m[80] = 31;
+    putKeys(m, { { 71, 3 }, { 72, 30 }, { 75, 29 }, { 77, 28 }, { 80, 31 } });
     return m;
 }
 
