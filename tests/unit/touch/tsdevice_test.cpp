@@ -31,6 +31,21 @@ protected:
         }
         ASSERT_EQ(fclose(f), 0);
     }
+    // What stands at the calibration file's name cannot be loaded: the
+    // buffer is left as it was and the start-up calibration installs nothing.
+    void expectNotLoadable()
+    {
+        char buf[28];
+        memset(buf, 0x7E, sizeof buf);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(loadConfigFile(buf, sizeof buf), -1);
+        EXPECT_EQ(touchScreenCalibrate(), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "[loadConfigFile] open calibration.dat fail \n[loadConfigFile] open calibration.dat fail \n");
+        EXPECT_EQ(buf[0], 0x7E);
+        EXPECT_EQ(fake.calDones, 0);
+    }
+
     static std::vector<unsigned char> littleEndian(std::initializer_list<int> values)
     {
         std::vector<unsigned char> out;
@@ -276,15 +291,7 @@ TEST_F(TsDeviceTest, LongerFileGivesItsFirstTwentyEightBytes)
 TEST_F(TsDeviceTest, DirectoryAtTheNameCannotBeLoaded)
 {
     ASSERT_EQ(mkdir(TS_CALIBRATION_FILE, 0700), 0);
-    char buf[28];
-    memset(buf, 0x7E, sizeof buf);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(loadConfigFile(buf, sizeof buf), -1);
-    EXPECT_EQ(touchScreenCalibrate(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-        "[loadConfigFile] open calibration.dat fail \n[loadConfigFile] open calibration.dat fail \n");
-    EXPECT_EQ(buf[0], 0x7E);
-    EXPECT_EQ(fake.calDones, 0);
+    expectNotLoadable();
 }
 
 TEST_F(TsDeviceTest, FileThatFailsToReadCannotBeLoaded)
@@ -292,15 +299,7 @@ TEST_F(TsDeviceTest, FileThatFailsToReadCannotBeLoaded)
     // The process's own memory seen as a file opens as a regular file and
     // fails to read at offset 0 (nothing is mapped there), whoever runs it.
     ASSERT_EQ(symlink("/proc/self/mem", TS_CALIBRATION_FILE), 0);
-    char buf[28];
-    memset(buf, 0x7E, sizeof buf);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(loadConfigFile(buf, sizeof buf), -1);
-    EXPECT_EQ(touchScreenCalibrate(), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-        "[loadConfigFile] open calibration.dat fail \n[loadConfigFile] open calibration.dat fail \n");
-    EXPECT_EQ(buf[0], 0x7E);
-    EXPECT_EQ(fake.calDones, 0);
+    expectNotLoadable();
 }
 
 TEST_F(TsDeviceTest, FileWithADivisorOfZeroGoesToTheDriverAsStored)
