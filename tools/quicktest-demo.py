@@ -26,12 +26,14 @@ countdown, the camera's picture, the colour bars and the end.
 
     quicktest-demo.py BUILD_DIR OUTPUT_DIR [--program PATH] [--scenario FILE]
                       [--over FILE] [--answer touch|keys|mouse] [--viewer]
-                      [--seconds N] [--keep]
+                      [--seconds N] [--keep] [--report FILE]
 
 BUILD_DIR is the x86_64 build (its sim/uishull-board runs the board); PROGRAM
 defaults to BUILD_DIR/app/uishull; the scenario to tools/quicktest-board.ini.
 --over lays a (faulty) board over the scenario (quicktest_board.py): its
 devices and commands replace the scenario's, the program's config.ini stays.
+--report copies the program's run report out of the board's directories at the
+end.
 Exit status 0 when every row ended, 1 otherwise.
 """
 
@@ -96,23 +98,35 @@ class PlanRow:
         self.first_line = 0  # the program's first output line while it runs
 
 
-def read_plan(config_path):
-    """The rows the program will list, from its config.ini as it reads it: a
-    missing or non-numeric value repeats the decision of the key before it;
-    without the file the list is empty."""
-    values, section = {}, None
+def read_section(config_path, wanted):
+    """The (key, value) lines of one section of the program's config.ini, in
+    order; None without the file."""
+    pairs, section = [], None
     try:
         with open(config_path, "rb") as f:
             text = f.read(1 << 20).decode("latin-1")
     except OSError:
-        return []
+        return None
     for line in text.splitlines():
         line = line.split(";")[0].split("#")[0].strip()
         if line.startswith("[") and "]" in line:
-            section = line[1:line.index("]")]
-        elif section == "function" and "=" in line:
+            section = line[1:line.index("]")].strip()
+        elif section == wanted and "=" in line:
             k, v = line.split("=", 1)
-            values.setdefault(k.strip(), v.strip())
+            pairs.append((k.strip(), v.strip()))
+    return pairs
+
+
+def read_plan(config_path):
+    """The rows the program will list, from its config.ini as it reads it: a
+    missing or non-numeric value repeats the decision of the key before it;
+    without the file the list is empty."""
+    pairs = read_section(config_path, "function")
+    if pairs is None:
+        return []
+    values = {}
+    for k, v in pairs:
+        values.setdefault(k, v)
     rows = list(DEMO_ROWS)
     enabled = 0
     for key, kind, name in DEVICE_ROWS:
@@ -128,6 +142,99 @@ def read_plan(config_path):
         if enabled != 0:
             rows.append((key, kind, name))
     return [PlanRow(i + 1, k, kind, name) for i, (k, kind, name) in enumerate(rows)]
+
+
+def report_on_host(rundir, config_path):
+    """The run report the program's config.ini names ([report] file) as
+    (the path the program writes, where that is from here), or None. The
+    board puts the program's working directory in RUNDIR/work and its /data
+    and /tmp in RUNDIR; a report elsewhere is out of the operator's reach."""
+    pairs = read_section(config_path, "report") or []
+    path = ""
+    for k, v in pairs:
+        if k == "file":
+            path = v
+    if not path or len(path) >= 1024 or "\0" in path:
+        return None
+    parts = path.split("/")
+    if ".." in parts:
+        return path, None
+    if not path.startswith("/"):
+        return path, os.path.join(rundir, "work", path)
+    if path.startswith("/data/") or path.startswith("/tmp/"):
+        return path, rundir + path
+    if path.startswith("/app/"):
+        return path, os.path.join(rundir, "work", path[len("/app/"):])
+    return path, None
+
+
+def copy_report(rundir, config_path, target):
+    """Copies the run report out of the board's directories to `target` and
+    says how many lines it holds."""
+    found = report_on_host(rundir, config_path)
+    if found is None:
+        log("run report: config.ini names none")
+        return
+    path, host = found
+    if host is None:
+        log("run report: %s is outside the board's run directories" % path)
+        return
+    try:
+        with open(host, "rb") as f:
+            data = f.read(64 << 20)
+    except OSError as e:
+        log("run report: %s cannot be read (%s)" % (path, e.strerror))
+        return
+    os.makedirs(os.path.dirname(os.path.abspath(target)), exist_ok=True)
+    with open(target, "wb") as f:
+        f.write(data)
+    log("run report: %s, %d lines, copied to %s" % (path, data.count(b"\n"), target))
+
+
+def program_process(root, program):
+    """The process running `program` under the board whose process is `root`:
+    the deepest descendant (the program itself, or qemu-arm running it) whose
+    arguments name the program, bubblewrap left out. None if not found."""
+    children = {}
+    for entry in os.listdir("/proc"):
+        if not entry.isdigit():
+            continue
+        try:
+            with open("/proc/%s/stat" % entry, "rb") as f:
+                stat = f.read(4096).decode("latin-1")
+            ppid = int(stat[stat.rindex(")") + 2:].split()[1])
+        except (OSError, ValueError, IndexError):
+            continue
+        children.setdefault(ppid, []).append(int(entry))
+    found, todo = None, [(root, 0)]
+    while todo:
+        pid, depth = todo.pop()
+        for child in children.get(pid, []):
+            todo.append((child, depth + 1))
+            try:
+                with open("/proc/%d/cmdline" % child, "rb") as f:
+                    argv = f.read(65536).split(b"\0")
+            except OSError:
+                continue
+            names = [a.decode("utf-8", "replace") for a in argv if a]
+            if names and os.path.basename(names[0]) != "bwrap" and program in names:
+                if found is None or depth + 1 > found[1]:
+                    found = (child, depth + 1)
+    return found[0] if found else None
+
+
+def memory_of(pid):
+    """The fields of a process's /proc/PID/status (Name, VmHWM, VmRSS, RssAnon,
+    RssFile, ...); None when it is gone."""
+    fields = {}
+    try:
+        with open("/proc/%d/status" % pid, "rb") as f:
+            for line in f.read(65536).decode("latin-1").splitlines():
+                key, _, value = line.partition(":")
+                fields[key] = value.strip()
+    except OSError:
+        return None
+    return fields
 
 
 class Board:
@@ -206,6 +313,7 @@ class Operator:
         # (answer, reason).
         self.looks = {}
         self.camera_looks = 0
+        self.touch_missed = False  # a touch on a button did not answer
 
     def look(self):
         self.board.ctl("screenshot", self.shot)
@@ -349,11 +457,16 @@ class Operator:
         word = "是 (yes)" if yes else "否 (no)"
         since = len(self.board.output())
         button = buttons[0] if yes or len(buttons) < 2 else buttons[1]
-        if self.answer == "touch" and buttons:
+        if self.answer == "touch" and buttons and self.touch_missed:
+            log("operator: the touch screen missed before; answering on the keypad")
+        elif self.answer == "touch" and buttons:
             log("operator: touching %s at %d,%d" % (word, button[0], button[1]))
             self.touch(button[0], button[1])
             if self.box_closes(10, since):
                 return True
+            # A worn panel, or one whose calibration failed: the keypad from
+            # now on, as a person would after a touch that did nothing.
+            self.touch_missed = True
             log("operator: the touch did not answer")
         if self.answer == "mouse" and buttons:
             self.plug_mouse("a question to answer with the mouse")
@@ -375,7 +488,7 @@ class Operator:
     def calibrate(self):
         log("operator: the calibration window is open; touching its crosses")
         self.save("touch-calibration.png")
-        touched, last, repeats, touches = None, None, 0, 0
+        touched, last, repeats, touches, missed = None, None, 0, 0, 0
         end = time.monotonic() + 90
         while time.monotonic() < end:
             screen = self.look()
@@ -396,18 +509,28 @@ class Operator:
             cross = crosses[0]
             if cross == touched:
                 # The same target again: the touch did not count (the panel
-                # gave no sample there). Try again after a moment.
+                # gave no sample there). Try again after a moment, each time
+                # a little nearer the middle of the screen, where a worn
+                # panel still measures.
                 repeats += 1
                 if repeats < 3:
                     time.sleep(0.3)
                     continue
+                missed += 1
+            else:
+                missed = 0
             repeats = 0
-            if touches >= 40:
+            if touches >= 60:
                 log("operator: the crosses keep coming; giving up")
                 return
             touches += 1
-            log("operator: a cross at %d,%d; touching it for 300 ms" % cross)
-            self.touch(cross[0], cross[1], 300)
+            aim = toward_middle(cross, screen.width, screen.height, INWARD_STEP * missed)
+            if aim == cross:
+                log("operator: a cross at %d,%d; touching it for 300 ms" % cross)
+            else:
+                log("operator: a cross at %d,%d did not take the touch; touching %d,%d, nearer the middle, "
+                    "for 300 ms" % (cross + aim))
+            self.touch(aim[0], aim[1], 300)
             touched, last = cross, None
         log("operator: the calibration did not end")
 
@@ -435,6 +558,23 @@ class Operator:
                 return
             time.sleep(0.2)
         log("operator: the drawing surface stays open")
+
+
+# How much nearer the middle each further touch of a cross that did not move
+# lands, on each axis.
+INWARD_STEP = 20
+
+
+def toward_middle(point, width, height, step):
+    """`point` moved by up to `step` pixels on each axis toward the middle of
+    the screen (never past it)."""
+    out = []
+    for v, middle in zip(point, (width // 2, height // 2)):
+        if v < middle:
+            out.append(min(v + step, middle))
+        else:
+            out.append(max(v - step, middle))
+    return tuple(out)
 
 
 def mark_centre(screen, x, y, reach=12):
@@ -651,6 +791,16 @@ def run(args):
         finished = time.monotonic()
         if running is not None and running.ended is None:
             running.ended = finished
+        # The program's resident memory at its verdict, after every row ran
+        # (under qemu-arm, the emulator's process with the program in it).
+        pid = program_process(board.proc.pid, program)
+        fields = memory_of(pid) if pid else None
+        if fields and "VmHWM" in fields:
+            log("memory at the verdict: %s (pid %d): VmHWM %s, VmRSS %s (anonymous %s, file-backed %s)"
+                % (fields.get("Name", "?"), pid, fields["VmHWM"], fields.get("VmRSS", "?"),
+                   fields.get("RssAnon", "?"), fields.get("RssFile", "?")))
+        else:
+            log("memory at the verdict: the program's process was not found")
 
         screen = op.look_still()
         op.save("quicktest-end.png")
@@ -691,6 +841,8 @@ def run(args):
         except (OSError, ValueError) as e:
             log("the board left no state: %s" % e)
             status = 1
+        if args.report:
+            copy_report(rundir, os.path.join(rundir, "work", "config.ini"), os.path.abspath(args.report))
         if args.keep:
             log("run directory: " + rundir)
         else:
@@ -714,6 +866,7 @@ def main():
     ap.add_argument("--viewer", action="store_true")
     ap.add_argument("--seconds", type=float, default=180)
     ap.add_argument("--keep", action="store_true", help="keep the run directory")
+    ap.add_argument("--report", help="copy the program's run report ([report] file of its config.ini) here")
     return run(ap.parse_args())
 
 

@@ -111,6 +111,7 @@ run_quicktest() {
         local over_args=()
         [[ -z $over ]] || over_args=(--over "$over")
         python3 "$repo/tools/quicktest-demo.py" "$build" "$shots" --program "$program" --scenario "$scenario" \
+            --report "$outdir/report.jsonl" \
             "${over_args[@]}"
     else
         if [[ -n $over ]]; then

@@ -58,6 +58,9 @@ public:
     // reported since the last one, so a run's end is reported once.
     void runEnded(int passed, int failed, int untested, uint64_t wallMs);
 
+    // Whether row started and has not had its line yet.
+    bool awaitingResult(int row) const { return m_running.count(row) != 0; }
+
     // Lines written and failures seen, for the tests.
     int linesWritten() const { return m_written; }
     int failures() const { return m_failures; }

@@ -405,3 +405,24 @@ TEST_F(QuickTestReportTest, ATestThatReportsLaterGetsItsLineWhenItFinishes)
         << lines[0];
     EXPECT_NE(lines[1].find("\"verdict\":\"pass\""), std::string::npos);
 }
+
+TEST_F(QuickTestReportTest, ATestThatStoresItsResultWithoutANoticeGetsItsLineAtTheRunsEnd)
+{
+    writeConfig("[function]\n[autorun]\nrunall=1\n[report]\nfile = report.jsonl\n");
+    ProbeWnd* window = openWindow();
+    // As the pointer test: the screen is free at once, the result comes when
+    // a mouse arrives, and nothing tells the window.
+    auto* beside = new ScriptedItem("m", 4, true);
+    auto* last = new ScriptedItem("t", 0);
+    window->useItems({ beside, last });
+    settle();
+    step();
+    beside->setResult(0);
+    step();
+    settle();
+    const auto lines = linesOf(reportPath());
+    ASSERT_EQ(lines.size(), 3u) << contentsOf(reportPath());
+    EXPECT_NE(lines[0].find("\"name\":\"t\",\"row\":2,\"result\":\"pass\""), std::string::npos) << lines[0];
+    EXPECT_NE(lines[1].find("\"name\":\"m\",\"row\":1,\"result\":\"pass\""), std::string::npos) << lines[1];
+    EXPECT_NE(lines[2].find("\"verdict\":\"pass\",\"passed\":2,\"failed\":0"), std::string::npos) << lines[2];
+}
