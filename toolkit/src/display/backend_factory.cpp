@@ -97,12 +97,8 @@ std::unique_ptr<DisplayBackend> createDisplayBackend(const char* description, st
             error = sizeError("sdl", argument);
             return nullptr;
         }
-#if LUMI_WITH_SDL
+        // A plugin: LUMI_SDL_PLUGIN is honoured even in a build without SDL2.
         return createSdlDisplay(width, height, error);
-#else
-        error = "sdl: this build of the toolkit has no SDL2 support";
-        return nullptr;
-#endif
     }
 
     if (name == "file") {

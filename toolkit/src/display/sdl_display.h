@@ -1,5 +1,6 @@
 #pragma once
-// The development display: a desktop window through SDL2.
+// The development display: a desktop window through SDL2, in the plugin
+// liblumi-sdl.so (sdl_display.cpp), loaded only when "sdl" is asked for.
 
 #include "display/backend.h"
 
@@ -8,9 +9,9 @@
 
 namespace lumi {
 
-// Opens a window of width x height showing the screen; the window's mouse and
-// keyboard feed the toolkit. Only present when the toolkit is built with SDL2
-// (LUMI_WITH_SDL). Null with error on failure.
+// Loads the SDL2 plugin (LUMI_SDL_PLUGIN, else the places sdlPluginCandidates
+// lists) and opens a window of width x height showing the screen; the window's
+// mouse and keyboard feed the toolkit. Null with error on failure.
 std::unique_ptr<DisplayBackend> createSdlDisplay(int width, int height, std::string& error);
 
 }
