@@ -264,6 +264,21 @@ class Board:
         with self.lock:
             return self.lines[since:]
 
+    def printed(self, text):
+        """Whether the program has printed a line containing text, as the
+        board has read its output (ahead of this operator's own copy)."""
+        return self.ctl("wait-line", text, 0, check=False)[0]
+
+    def catch_up(self, seen, seconds=10):
+        """Waits until lines beyond the first seen have reached the operator."""
+        end = time.monotonic() + seconds
+        while time.monotonic() < end:
+            with self.lock:
+                if len(self.lines) > seen:
+                    return True
+            time.sleep(0.02)
+        return False
+
     def ctl(self, *words, check=True):
         r = subprocess.run([self.tool, "ctl", self.dir] + [str(w) for w in words], capture_output=True,
                            text=True, errors="replace")
@@ -698,6 +713,7 @@ def run(args):
         op.save("quicktest-start.png")
 
         keys_pressed = 0
+        camera_row = next((r for r in plan if r.kind == "camera"), None)
         seen = 0
         running = None  # the PlanRow now running
         mouse_asked = False
@@ -727,7 +743,11 @@ def run(args):
                     mouse_asked = False
                 elif "eventInit Success" in line:
                     op.keypad_read = True
-            if (running is not None and running.kind == "camera" and op.camera_looks < 3
+            # The camera streams for a few seconds only: the board's state is
+            # watched from before its row starts, so that a late "auto run"
+            # line cannot make the operator miss the live picture.
+            if (camera_row is not None and camera_row.ended is None and op.camera_looks < 3
+                    and (running is None or running.number <= camera_row.number)
                     and not op.looks.get("camera", (False,))[0]):
                 camera = board.state().get("camera", {})
                 if camera.get("streaming") and camera.get("dequeued", 0) >= 1:
@@ -742,6 +762,14 @@ def run(args):
                 continue
             box = find_box(screen)
             if box:
+                # The program prints "auto run N" before row N starts, but
+                # the line may reach the operator after the row's question is
+                # on the screen: a box seen after the next row has started is
+                # that row's, once its line has arrived.
+                if (running is not None and running.number < len(plan)
+                        and board.printed("auto run %d " % (running.number + 1))):
+                    board.catch_up(seen)
+                    continue
                 if running is None:
                     log("operator: a question, but no row runs")
                     op.answer_box(box[1], False)
