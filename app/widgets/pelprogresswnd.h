@@ -40,6 +40,24 @@ protected:
     int onPaint() override;
 
 private:
+    // What the bar's picture shows: it is drawn again only when one of these
+    // changes, and a paint copies it.
+    struct PictureKey {
+        int width { 0 };
+        int height { 0 };
+        bool track { false }; // the track is drawn (not both pictures set)
+        int filled { 0 }; // width of the filled part, 0 when none shows
+        bool operator==(const PictureKey& o) const
+        {
+            return width == o.width && height == o.height && track == o.track && filled == o.filled;
+        }
+    };
+
+    PictureKey pictureKey(const Rect& client) const;
+    // Draws the track and its filled part for key into dc, whose client
+    // rectangle is client.
+    void drawBar(DC& dc, const Rect& client, const PictureKey& key) const;
+
     Bitmap* m_barBmp { nullptr };
     Bitmap* m_stepBmp { nullptr };
     int m_step { 6 };
@@ -48,4 +66,7 @@ private:
     int m_pos { 0 };
     bool m_ownBarBmp { false };
     bool m_ownStepBmp { false };
+
+    MemDC m_picture; // the client area as the bar draws it, kept between paints
+    PictureKey m_pictured; // what m_picture shows (width 0: nothing yet)
 };

@@ -159,6 +159,11 @@ public:
     // Returns the toolkit's non-zero result when it fails, otherwise 0.
     int create(WndBase* parent, const Rect& rect, unsigned int style);
 
+    // Grids paint through an off-screen buffer of their own only where the
+    // paint's DC is not already off-screen; true makes every grid use its
+    // own buffer regardless (the picture is the same: tests compare them).
+    static void setOwnBufferAlways(bool always);
+
     // Replaces the supplier; an old supplier that the grid owns is deleted.
     // For the same supplier only the ownership changes.
     void setSupplier(GridSupplier* supplier, bool own);

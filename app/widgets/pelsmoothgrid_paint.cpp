@@ -8,18 +8,26 @@
 
 namespace {
 
-// The off-screen buffer every grid paints into, kept from one paint to the
-// next: a new one for each frame of the slide animation would cost more than
-// the frame's drawing (allocating and clearing a screenful of pixels). Paints
-// never nest, so one buffer serves all grids; it is made anew only when a
-// grid of another size paints. Like the screen, a kept buffer still holds the
-// last picture where a parent paints no background.
+// The off-screen buffer a grid paints into where its paint's DC is not
+// off-screen already, kept from one paint to the next: a new one for each
+// frame of the slide animation would cost more than the frame's drawing
+// (allocating and clearing a screenful of pixels). Paints never nest, so
+// one buffer serves all grids; it is made anew only when a grid of another
+// size paints. Like the screen, a kept buffer still holds the last picture
+// where a parent paints no background.
 MemDC& paintBuffer()
 {
     static MemDC s_buffer;
     return s_buffer;
 }
 
+bool s_ownBufferAlways = false;
+
+}
+
+void PelSmoothGrid::setOwnBufferAlways(bool always)
+{
+    s_ownBufferAlways = always;
 }
 
 bool isRepaintAll(const Rect& rect, const Region& region)
@@ -34,15 +42,21 @@ int PelSmoothGrid::onPaint()
     Rect client;
     getClientRect(client);
     PaintDC paintDC(this);
-    // Off-screen when the memory can be had, so that a frame never shows
-    // half drawn; straight to the screen otherwise, with the same picture.
-    // (The copy back costs a third of a frame copy on the quick test's list;
-    // the buffer is kept all the same, as the grid's paint has always had it.)
+    // Off-screen, so that a frame never shows half drawn. The screen paints
+    // into a frame of its own and shows it only after the paint: where the
+    // paint's DC draws on that frame, the frame is the grid's buffer, and
+    // the copy out of a buffer of the grid's own (a third of a frame copy
+    // on the quick test's list) is spared. Otherwise the grid's own buffer
+    // when the memory can be had, and straight to the screen when not, with
+    // the same picture.
     MemDC& memDC = paintBuffer();
-    const Bitmap* kept = memDC.getBitmap();
-    bool buffered = !kept->isNull() && kept->width() == client.width() && kept->height() == client.height();
-    if (!buffered)
-        buffered = memDC.create(client, &paintDC) == 0;
+    bool buffered = false;
+    if (s_ownBufferAlways || !paintDC.drawsOffScreen()) {
+        const Bitmap* kept = memDC.getBitmap();
+        buffered = !kept->isNull() && kept->width() == client.width() && kept->height() == client.height();
+        if (!buffered)
+            buffered = memDC.create(client, &paintDC) == 0;
+    }
     if (buffered) {
         // What a new context would start with.
         memDC.selectFont(paintDC.font());

@@ -95,7 +95,14 @@ bool fillClipped(pixman_image_t* target, const Region& clip, const Rect& r, uint
     int count = 0;
     const pixman_box32_t* boxes = clipBoxes(clip, count);
     bool drawn = false;
-    for (int i = 0; i < count; ++i) {
+    // The boxes come in bands from top to bottom that do not overlap: the
+    // first that can meet the rectangle is found by halving, and none after
+    // a band below it can.
+    const pixman_box32_t* first = std::partition_point(
+        boxes, boxes + count, [&r](const pixman_box32_t& b) { return b.y2 <= r.top; });
+    for (int i = static_cast<int>(first - boxes); i < count; ++i) {
+        if (boxes[i].y1 >= r.bottom)
+            break;
         const Rect c = intersection(r, boxes[i]);
         if (c.isEmpty())
             continue;
@@ -231,6 +238,8 @@ DC::DC(WndBase* window, const Rect* rect)
     if (windowTarget(window, rect, t)) {
         attach(t.frame, t.originX, t.originY, t.clip);
         m_onScreen = true;
+        if (lumi::Screen* screen = lumi::screen(); screen->isPainting(window))
+            m_paintSerial = screen->paintSerial();
     }
     selectFont(fontOrDefault(window ? window->getFont() : nullptr));
 }
@@ -253,11 +262,17 @@ void DC::markDrawn(const Rect& surfaceRect)
 {
     if (!m_onScreen)
         return;
+    lumi::Screen* screen = lumi::screen();
+    // Inside the paint it was made for, everything drawn is shown with the
+    // paint's area: testing each drawing against that area cost a region
+    // lookup per call, and a region union when the area has holes.
+    if (m_paintSerial && screen && screen->paintSerial() == m_paintSerial)
+        return;
     Rect r = surfaceRect;
     r &= clipBounds(m_clip);
     if (r.isEmpty())
         return;
-    if (lumi::Screen* screen = lumi::screen())
+    if (screen)
         screen->addFlush(r);
 }
 

@@ -13,8 +13,11 @@ void Label::setBackColor(unsigned short colour)
 {
     // The label fills the colour itself in onPaint, because the toolkit asks
     // the parent (not the label) for the background of a transparent label,
-    // and labels are usually created transparent.
+    // and labels are usually created transparent. Filled, it paints every
+    // pixel of itself: the screen then neither erases it nor paints its
+    // parent under it (the quick test's bands and legend are such labels).
     m_hasBackColor = true;
+    setOpaquePaint(true);
     WndBase::setBackColor(colour);
 }
 

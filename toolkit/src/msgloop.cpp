@@ -309,11 +309,15 @@ int MsgLoop::poll(int timeoutMs)
         wait = timeoutMs;
 
     // Collect first, dispatch after: a handler may unregister or close any
-    // descriptor, its own included.
-    std::vector<int> ready;
+    // descriptor, its own included. On the stack: a turn per touch sample
+    // or datagram is the common case, and a heap list cost more than the
+    // rest of the turn's bookkeeping.
+    constexpr int kMaxEvents = 32;
+    int ready[kMaxEvents];
+    int readyCount = 0;
     if (m_impl->epollFd >= 0) {
-        epoll_event events[32];
-        int n = epoll_wait(m_impl->epollFd, events, 32, wait);
+        epoll_event events[kMaxEvents];
+        int n = epoll_wait(m_impl->epollFd, events, kMaxEvents, wait);
         if (n < 0 && errno != EINTR)
             perror("[lumi] epoll_wait");
         for (int i = 0; i < n; ++i) {
@@ -324,12 +328,13 @@ int MsgLoop::poll(int timeoutMs)
                 (void)r;
                 continue;
             }
-            ready.push_back(fd);
+            ready[readyCount++] = fd;
         }
     }
 
     int ran = 0;
-    for (int fd : ready) {
+    for (int i = 0; i < readyCount; ++i) {
+        const int fd = ready[i];
         auto it = m_impl->handlers.find(fd);
         if (it == m_impl->handlers.end())
             continue;
@@ -341,7 +346,10 @@ int MsgLoop::poll(int timeoutMs)
     ran += m_impl->dispatchSignals();
 
     // Due timers in order of their due time; each fires at most once a turn
-    // and is rescheduled before it runs, so it may kill itself.
+    // and is rescheduled before it runs, so it may kill itself. Without
+    // timers the clock is not read.
+    if (m_impl->timers.empty())
+        return ran;
     const uint64_t now = lumi::monotonicMs();
     std::vector<std::pair<uint64_t, int>> due;
     for (const LoopTimer& t : m_impl->timers) {

@@ -197,6 +197,7 @@ void Screen::paintWindow(WndBase* window, const Region& area)
 {
     m_painting = window;
     m_paintArea = area;
+    ++m_paintSerial;
     if (!window->isOpaquePaint()) {
         PaintDC dc(window);
         Rect client;

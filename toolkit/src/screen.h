@@ -79,6 +79,12 @@ public:
     // The test-input pointer source (also used by backends without their own).
     Mouse* virtualMouse() { return m_mouse.get(); }
 
+    // Non-zero while a window paints, different for every window's paint:
+    // a DC made for the window being painted draws only inside the area
+    // that paint shows, so it need not report what it draws.
+    uint64_t paintSerial() const { return m_painting ? m_paintSerial : 0; }
+    bool isPainting(const WndBase* window) const { return window && window == m_painting; }
+
 private:
     void paintWindow(WndBase* window, const Region& area);
     void activateTop();
@@ -95,6 +101,7 @@ private:
     Region m_shown;   // painted, not yet shown
     const WndBase* m_painting { nullptr };
     Region m_paintArea;   // while painting m_painting
+    uint64_t m_paintSerial { 0 };
     WndBase* m_capture { nullptr };
     MainWndBase* m_activeTop { nullptr };
     std::unique_ptr<Mouse> m_mouse;

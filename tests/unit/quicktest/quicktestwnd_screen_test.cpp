@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 using namespace quicktesttest;
 
@@ -654,4 +655,49 @@ TEST_F(QuickTestScreenTest, RowsCoveringTheirCellsLeaveTheFullRepaintUnchanged)
             differing += covered.at(x, y) != painted.at(x, y);
     }
     EXPECT_EQ(differing, 0);
+}
+
+TEST_F(QuickTestScreenTest, TheListPaintsTheSameWithOrWithoutABufferOfItsOwn)
+{
+    openWindow();
+    ProbeWnd* window = static_cast<ProbeWnd*>(app->getWndById(101));
+    // Passed, failed and untested rows, the selection and a scroll bar.
+    window->useItems({ new ScriptedItem("a", 0), new ScriptedItem("b", 1), new ScriptedItem("c", 0),
+        new ScriptedItem("d", 0), new ScriptedItem("e", 0), new ScriptedItem("f", 0),
+        new ScriptedItem("g", 0), new ScriptedItem("h", 0), new ScriptedItem("i", 0),
+        new ScriptedItem("j", 0), new ScriptedItem("k", 0), new ScriptedItem("l", 0),
+        new ScriptedItem("m", 0), new ScriptedItem("n", 0) });
+    settle();
+    step();
+    step();
+    settle();
+    // A full repaint and a repaint of a band across the list and the log,
+    // each through the list's own buffer and on the screen's frame.
+    const Rect band(0, layout.grid.top + 50, 800, layout.grid.top + 130);
+    std::vector<Snapshot> shots[2];
+    for (int own = 1; own >= 0; --own) {
+        PelSmoothGrid::setOwnBufferAlways(own == 1);
+        window->invalidateRect(nullptr);
+        settle();
+        shots[own].push_back(shot());
+        window->invalidateRect(&band);
+        settle();
+        shots[own].push_back(shot());
+    }
+    PelSmoothGrid::setOwnBufferAlways(false);
+    ASSERT_EQ(shots[0].size(), 2u);
+    for (size_t i = 0; i < shots[0].size(); ++i) {
+        const Snapshot& buffered = shots[1][i];
+        const Snapshot& direct = shots[0][i];
+        ASSERT_TRUE(buffered.valid());
+        ASSERT_TRUE(direct.valid());
+        EXPECT_GT(direct.countColour(layout.grid, kOddRow), 0);
+        EXPECT_GT(direct.countColour(layout.grid, kSelectedRow), 0);
+        int differing = 0;
+        for (int y = 0; y < 480; ++y) {
+            for (int x = 0; x < 800; ++x)
+                differing += buffered.at(x, y) != direct.at(x, y);
+        }
+        EXPECT_EQ(differing, 0) << "repaint " << i;
+    }
 }

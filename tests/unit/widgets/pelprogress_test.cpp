@@ -337,4 +337,166 @@ TEST_F(PelProgressTest, WithBothPicturesNothingIsDrawnOverTheBackground)
     EXPECT_EQ(s.countColour(hundred, kFill), 0);
 }
 
+// What a bar shows, drawn from scratch: the rows above and below the track in
+// background, the track from the left in kFill up to pos * width / range
+// when that is more than the step and pos lies in the range, kTrack beyond.
+struct BarModel {
+    int min { 0 };
+    int max { 100 };
+    int step { 10 };
+    int pos { 0 };
+    bool pictures { false }; // both pictures set: nothing drawn over the background
+    unsigned short background { kHostBack };
+
+    unsigned short at(const Rect& bar, int x, int y) const
+    {
+        const int top = bar.top + 5;
+        const int bottom = bar.bottom - 5;
+        if (pictures || y < top || y >= bottom)
+            return background;
+        int filled = 0;
+        if (min <= pos && pos <= max && max > min) {
+            filled = static_cast<int>(static_cast<long long>(pos) * bar.width() / (max - min));
+            if (filled <= step)
+                filled = 0;
+        }
+        return x - bar.left < filled ? kFill : kTrack;
+    }
+};
+
+// Pixels of rect on the screen that differ from the model, with the first one.
+int mismatches(const Snapshot& s, const Rect& rect, const BarModel& model, std::string& first)
+{
+    int n = 0;
+    for (int y = rect.top; y < rect.bottom; ++y) {
+        for (int x = rect.left; x < rect.right; ++x) {
+            const unsigned short want = model.at(rect, x, y);
+            if (s.at(x, y) != want) {
+                if (n++ == 0)
+                    first = "(" + std::to_string(x) + "," + std::to_string(y) + ") is "
+                        + std::to_string(s.at(x, y)) + ", drawn afresh " + std::to_string(want);
+            }
+        }
+    }
+    return n;
+}
+
+TEST_F(PelProgressTest, KeptPictureShowsWhatAFreshDrawingShowsOverEveryValue)
+{
+    // One bar stepped through the values, against the model and against a
+    // bar created for each value (whose first paint has no picture to keep).
+    const Rect kept(100, 200, 237, 224); // 137 pixels: widths that round down
+    const Rect fresh(300, 200, 437, 224);
+    PelProgressWnd* bar = makeBar(kept);
+    BarModel model;
+    std::string first;
+    for (int pos = -3; pos <= 103; ++pos) {
+        bar->setPos(pos);
+        PelProgressWnd* other = makeBar(fresh);
+        other->setPos(pos);
+        settle();
+        model.pos = pos;
+        const Snapshot s = shot();
+        ASSERT_EQ(mismatches(s, kept, model, first), 0) << "at " << pos << ": " << first;
+        ASSERT_EQ(mismatches(s, fresh, model, first), 0) << "fresh, at " << pos << ": " << first;
+        other->destroy();
+        settle();
+    }
+    // Back down, and with another range and step.
+    ASSERT_EQ(bar->setRange(0, 50), 0);
+    ASSERT_EQ(bar->setStep(3), 0);
+    model.max = 50;
+    model.step = 3;
+    for (int pos = 60; pos >= -1; pos -= 7) {
+        bar->setPos(pos);
+        settle();
+        model.pos = pos;
+        ASSERT_EQ(mismatches(shot(), kept, model, first), 0) << "range 0-50, at " << pos << ": " << first;
+    }
+    // A range that does not start at 0: the fill can reach past the bar's end.
+    ASSERT_EQ(bar->setRange(20, 120), 0);
+    model.min = 20;
+    model.max = 120;
+    for (int pos : { 120, 60, 119, 20, 100, 19, 121, 120 }) {
+        bar->setPos(pos);
+        settle();
+        model.pos = pos;
+        ASSERT_EQ(mismatches(shot(), kept, model, first), 0) << "range 20-120, at " << pos << ": " << first;
+    }
+}
+
+TEST_F(PelProgressTest, KeptPictureFollowsAResizeAndTheParentsBackground)
+{
+    PelProgressWnd* bar = makeBar(hundred);
+    bar->setPos(40);
+    settle();
+    BarModel model;
+    model.pos = 40;
+    std::string first;
+    ASSERT_EQ(mismatches(shot(), hundred, model, first), 0) << first;
+
+    // Wider and taller: the fill is 40% of the new width, the track keeps
+    // 5-pixel rows above and below.
+    const Rect moved(120, 260, 370, 300);
+    bar->moveWindow(moved);
+    settle();
+    EXPECT_EQ(mismatches(shot(), moved, model, first), 0) << first;
+    EXPECT_EQ(shot().countColour(moved, kFill), 100 * 30);
+
+    // The parent now serves its children another background; the bar's
+    // value is unchanged, so only the background differs.
+    owner->childBackground = true;
+    bar->invalidateRect(nullptr);
+    settle();
+    model.background = owner->childBackgroundColour;
+    EXPECT_EQ(mismatches(shot(), moved, model, first), 0) << first;
+    owner->childBackgroundColour = 0x001F;
+    bar->invalidateRect(nullptr);
+    settle();
+    model.background = 0x001F;
+    EXPECT_EQ(mismatches(shot(), moved, model, first), 0) << first;
+
+    // Both pictures set: nothing but the background.
+    auto* barBmp = new Bitmap;
+    auto* stepBmp = new Bitmap;
+    ASSERT_EQ(barBmp->create(10, 10), 0);
+    ASSERT_EQ(stepBmp->create(10, 10), 0);
+    ASSERT_EQ(bar->setBarBmp(barBmp, true), 0);
+    ASSERT_EQ(bar->setStepBmp(stepBmp, true), 0);
+    settle();
+    model.pictures = true;
+    EXPECT_EQ(mismatches(shot(), moved, model, first), 0) << first;
+
+    // Smaller again, with the pictures still set.
+    bar->moveWindow(hundred);
+    settle();
+    EXPECT_EQ(mismatches(shot(), hundred, model, first), 0) << first;
+    EXPECT_EQ(shot().countColour(moved, 0x001F) + shot().countColour(moved, kHostBack),
+        moved.width() * moved.height());
+}
+
+// Over a parent that paints itself red, an opaque bar shows black above and
+// below its track, as drawn into a fresh off-screen picture, and a
+// transparent one the background its parent serves it.
+TEST_F(PelProgressTest, KeptPictureKeepsTheBlackRowsOfAnOpaqueBar)
+{
+    owner->paintOver = true;
+    owner->childBackground = false;
+    const Rect opaque(100, 300, 200, 324);
+    PelProgressWnd* clear = makeBar(hundred);
+    PelProgressWnd* solid = makeBar(opaque, 6);
+    BarModel model;
+    std::string first;
+    for (int pos : { 0, 30, 30, 70, 100 }) {
+        clear->setPos(pos);
+        solid->setPos(pos);
+        settle();
+        model.pos = pos;
+        model.background = kHostBack; // the owner's own colour, served to its transparent child
+        EXPECT_EQ(mismatches(shot(), hundred, model, first), 0) << pos << ": " << first;
+        model.background = 0x0000;
+        EXPECT_EQ(mismatches(shot(), opaque, model, first), 0) << pos << ": " << first;
+    }
+}
+
 }

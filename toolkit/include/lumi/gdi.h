@@ -136,6 +136,12 @@ public:
     // bitmap coordinates for a MemDC.
     const Region& region() const { return m_clip; }
 
+    // True for a DC on the screen: it draws on the screen's own frame, which
+    // reaches the display only when the screen shows it (after the paint,
+    // or when a WndDC is done), so drawing on it never shows half done,
+    // just as on an off-screen bitmap. False for a MemDC.
+    bool drawsOffScreen() const { return m_onScreen; }
+
     pixman_image_t* target() const { return m_target; }
     int originX() const { return m_originX; }
     int originY() const { return m_originY; }
@@ -152,6 +158,9 @@ protected:
     void attach(pixman_image_t* target, int originX, int originY, const Region& clip);
     void markDrawn(const Rect& surfaceRect);   // reports screen changes to the screen
     bool m_onScreen { false };
+    // The screen's paint this DC was made for (its clip lies inside what
+    // that paint shows), 0 for none.
+    uint64_t m_paintSerial { 0 };
 
 private:
     pixman_image_t* m_target { nullptr };
