@@ -13,10 +13,12 @@
 #include FT_FREETYPE_H
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -123,10 +125,75 @@ void setMetricsWithoutFace(Font::Impl& impl)
     impl.lineHeight = impl.pixelSize;
 }
 
-bool openFace(Font::Impl& impl, FT_Library library, const std::string& path)
+// A font file read on demand: FreeType asks for the bytes of the tables and
+// glyphs it needs and gets them with pread(), instead of mapping the whole
+// file, whose pages (the CJK face is 5 MB, its glyphs all over it) would
+// otherwise become resident as they are touched. One per face: FreeType keeps
+// its position in the stream record.
+struct FontFile {
+    FT_StreamRec stream {};
+    int fd { -1 };
+};
+
+// Reads count bytes at offset into buffer, never past the end of the file the
+// stream was opened on. A count of 0 is FreeType's seek: 0 when the offset
+// lies within the file, else an error.
+unsigned long readFontFile(FT_Stream stream, unsigned long offset, unsigned char* buffer, unsigned long count)
 {
+    const auto* file = static_cast<const FontFile*>(stream->descriptor.pointer);
+    if (count == 0)
+        return offset > stream->size ? 1 : 0;
+    if (offset >= stream->size)
+        return 0;
+    count = std::min(count, stream->size - offset);
+    unsigned long done = 0;
+    while (done < count) {
+        const ssize_t n = pread(file->fd, buffer + done, count - done, static_cast<off_t>(offset + done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;   // an error or a file cut short since: FreeType sees a short read
+        done += static_cast<unsigned long>(n);
+    }
+    return done;
+}
+
+// FreeType closes the stream when the face goes, and when opening it fails.
+void closeFontFile(FT_Stream stream)
+{
+    auto* file = static_cast<FontFile*>(stream->descriptor.pointer);
+    stream->descriptor.pointer = nullptr;
+    if (!file)
+        return;
+    close(file->fd);
+    delete file;
+}
+
+}
+
+bool openFontFace(Font::Impl& impl, FT_Library library, const std::string& path)
+{
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    struct stat st {};
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size <= 0
+        || static_cast<unsigned long long>(st.st_size) > static_cast<unsigned long long>(~0UL)) {
+        close(fd);
+        return false;
+    }
+    auto* file = new FontFile;
+    file->fd = fd;
+    file->stream.size = static_cast<unsigned long>(st.st_size);
+    file->stream.descriptor.pointer = file;
+    file->stream.read = readFontFile;
+    file->stream.close = closeFontFile;
+    FT_Open_Args args {};
+    args.flags = FT_OPEN_STREAM;
+    args.stream = &file->stream;
     FT_Face face = nullptr;
-    if (FT_New_Face(library, path.c_str(), 0, &face) != 0)
+    // On failure FreeType has already closed the stream, and with it the file.
+    if (FT_Open_Face(library, &args, 0, &face) != 0)
         return false;
     if (FT_Set_Pixel_Sizes(face, 0, static_cast<FT_UInt>(impl.pixelSize)) != 0) {
         FT_Done_Face(face);
@@ -146,6 +213,8 @@ bool openFace(Font::Impl& impl, FT_Library library, const std::string& path)
     impl.descent = impl.lineHeight - impl.ascent;
     return true;
 }
+
+namespace {
 
 bool isControl(uint32_t cp)
 {
@@ -309,7 +378,7 @@ Font* Font::getFont(const LogFont* lf)
     reg.start();
     auto impl = std::make_unique<Impl>();
     impl->pixelSize = size;
-    if (!reg.library || !lumi::openFace(*impl, reg.library, reg.path)) {
+    if (!reg.library || !lumi::openFontFace(*impl, reg.library, reg.path)) {
         static bool s_reported = false;
         if (reg.library && !s_reported) {
             s_reported = true;

@@ -13,6 +13,7 @@
 // FreeType's face record, kept opaque so that this header needs no FreeType
 // headers (the tests include it without them).
 struct FT_FaceRec_;
+struct FT_LibraryRec_;
 
 namespace lumi {
 
@@ -43,6 +44,12 @@ int logFontPixelSize(const LogFont* lf);
 // ../share/uishull/res/fonts from it, the install directory, and the system's
 // WenQuanYi Micro Hei. Returns the first file that exists, or "".
 std::string findFontFile();
+
+// Opens the first face of the font file at path into impl at impl.pixelSize
+// and sets its metrics. The file is read through pread() as FreeType asks for
+// bytes, never mapped whole, so only what is used becomes resident. False,
+// with impl untouched, when the file cannot be read or is not a font.
+bool openFontFace(Font::Impl& impl, FT_LibraryRec_* library, const std::string& path);
 
 }
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <sys/mman.h>
 
 namespace lumi {
 
@@ -39,10 +40,13 @@ Screen::Screen(std::unique_ptr<DisplayBackend> backend)
     // pixman wants rows of whole 32-bit words.
     m_stride = (m_width * 2 + 3) & ~3;
     const size_t bytes = static_cast<size_t>(m_stride) * static_cast<size_t>(m_height);
-    void* mem = nullptr;
-    if (posix_memalign(&mem, 64, bytes ? bytes : 64) != 0)
+    // Fresh anonymous pages: the kernel hands them over zeroed, so the frame
+    // starts black without a pass over it (768,000 bytes at 800x480, most of
+    // the start-up's C library time), and page-aligned for pixman.
+    m_pixelBytes = bytes ? bytes : 64;
+    void* mem = mmap(nullptr, m_pixelBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mem == MAP_FAILED)
         std::abort();
-    std::memset(mem, 0, bytes);
     m_pixels = static_cast<uint16_t*>(mem);
     m_frame = pixman_image_create_bits(PIXMAN_r5g6b5, m_width, m_height, reinterpret_cast<uint32_t*>(m_pixels),
         m_stride);
@@ -63,7 +67,7 @@ Screen::~Screen()
     m_mains.clear();
     if (m_frame)
         pixman_image_unref(m_frame);
-    std::free(m_pixels);
+    munmap(m_pixels, m_pixelBytes);
 }
 
 void Screen::addMain(MainWndBase* window)

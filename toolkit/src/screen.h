@@ -5,6 +5,7 @@
 #include <lumi/region.h>
 #include <lumi/window.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -94,6 +95,7 @@ private:
     int m_height { 0 };
     int m_stride { 0 };
     uint16_t* m_pixels { nullptr };
+    size_t m_pixelBytes { 0 };   // the mapping m_pixels heads
     pixman_image_t* m_frame { nullptr };
     std::vector<MainWndBase*> m_mains;
     std::vector<WndBase*> m_buried;
