@@ -7,7 +7,9 @@
 #include "display/display_plugin.h"
 #include "display/plugin_display.h"
 
+#include "input_recorder.h"
 #include "lumi_test.h"
+#include "scoped_env.h"
 
 #include <gtest/gtest.h>
 
@@ -20,55 +22,10 @@
 #include <unistd.h>
 #include <vector>
 
+using lumitest::InputRecorder;
+using lumitest::ScopedEnv;
+
 namespace {
-
-class InputRecorder : public MainWndBase {
-public:
-    int onKeydown(int key, int) override
-    {
-        keys.emplace_back(key, false);
-        return 0;
-    }
-    int onKeyUp(int key, int) override
-    {
-        keys.emplace_back(key, true);
-        return 0;
-    }
-    int onMouseEvent(int x, int y, unsigned int flags) override
-    {
-        pointer.emplace_back(x, y, flags);
-        return 0;
-    }
-
-    std::vector<std::pair<int, bool>> keys;
-    std::vector<std::tuple<int, int, unsigned int>> pointer;
-};
-
-// Sets an environment variable for one test and puts the old value back.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const std::string& value)
-        : m_name(name)
-    {
-        if (const char* old = std::getenv(name)) {
-            m_had = true;
-            m_old = old;
-        }
-        setenv(name, value.c_str(), 1);
-    }
-    ~ScopedEnv()
-    {
-        if (m_had)
-            setenv(m_name, m_old.c_str(), 1);
-        else
-            unsetenv(m_name);
-    }
-
-private:
-    const char* m_name;
-    bool m_had { false };
-    std::string m_old;
-};
 
 // A pixel the test plugin's display last received, read through the plugin's own
 // function (it is loaded privately, so it is found by its handle).

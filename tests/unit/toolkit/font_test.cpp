@@ -1,5 +1,6 @@
 #include "font_impl.h"
 #include "lumi_test.h"
+#include "scoped_env.h"
 
 #include <lumi/gdi.h>
 
@@ -11,35 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using lumitest::ScopedEnv;
+
 namespace {
-
-// Sets or clears an environment variable for one test and puts it back.
-class ScopedEnv {
-public:
-    ScopedEnv(const char* name, const char* value) : m_name(name)
-    {
-        if (const char* old = std::getenv(name)) {
-            m_had = true;
-            m_old = old;
-        }
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-    ~ScopedEnv()
-    {
-        if (m_had)
-            setenv(m_name.c_str(), m_old.c_str(), 1);
-        else
-            unsetenv(m_name.c_str());
-    }
-
-private:
-    std::string m_name;
-    std::string m_old;
-    bool m_had { false };
-};
 
 // Works in another directory for one test and goes back.
 class ScopedCwd {
@@ -172,7 +147,7 @@ TEST(Font, ControlCharactersTakeNoSpace)
 TEST(Font, GlyphsAreRenderedOnceAndCached)
 {
     Font::Impl* impl = Font::defaultFont()->impl();
-    const lumi::Glyph* first = &impl->glyph(0x6D4B);   // 测
+    const lumi::Glyph* first = &impl->glyph(0x6D4B); // 测
     const lumi::Glyph* again = &impl->glyph(0x6D4B);
     EXPECT_EQ(first, again);
     const lumi::Glyph* latin = &impl->glyph('A');
@@ -194,7 +169,7 @@ TEST(Font, LargerSizesDrawLargerGlyphs)
 {
     LogFont small("small");
     LogFont large("large");
-    const lumi::Glyph& a = Font::getFont(&small)->impl()->glyph(0x8BD5);   // 试
+    const lumi::Glyph& a = Font::getFont(&small)->impl()->glyph(0x8BD5); // 试
     const lumi::Glyph& b = Font::getFont(&large)->impl()->glyph(0x8BD5);
     EXPECT_GT(b.height, a.height);
     EXPECT_GT(b.advance, a.advance);

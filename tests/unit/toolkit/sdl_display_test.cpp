@@ -3,6 +3,7 @@
 
 #include "display/backend.h"
 
+#include "input_recorder.h"
 #include "lumi_test.h"
 
 #include <gtest/gtest.h>
@@ -23,29 +24,9 @@
 #pragma weak SDL_GetRenderer
 #pragma weak SDL_RenderReadPixels
 
+using lumitest::InputRecorder;
+
 namespace {
-
-class InputRecorder : public MainWndBase {
-public:
-    int onKeydown(int key, int) override
-    {
-        keys.emplace_back(key, false);
-        return 0;
-    }
-    int onKeyUp(int key, int) override
-    {
-        keys.emplace_back(key, true);
-        return 0;
-    }
-    int onMouseEvent(int x, int y, unsigned int flags) override
-    {
-        pointer.emplace_back(x, y, flags);
-        return 0;
-    }
-
-    std::vector<std::pair<int, bool>> keys;
-    std::vector<std::tuple<int, int, unsigned int>> pointer;
-};
 
 class SdlDisplayTest : public lumitest::ToolkitTest {
 protected:

@@ -5,6 +5,7 @@
 
 #include "tool_runner.h"
 
+#include "input_recorder.h"
 #include "lumi_test.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,8 @@
 #include <tuple>
 #include <unistd.h>
 #include <vector>
+
+using lumitest::InputRecorder;
 
 namespace {
 
@@ -129,29 +132,6 @@ TEST(InputCommandParser, LeavesTheOutputAloneOnARejectedLine)
     EXPECT_EQ(command.kind, InputCommand::Tap);
     EXPECT_EQ(command.x, 5);
 }
-
-// A window that records the keys and pointer events it is given.
-class InputRecorder : public MainWndBase {
-public:
-    int onKeydown(int key, int) override
-    {
-        keys.emplace_back(key, false);
-        return 0;
-    }
-    int onKeyUp(int key, int) override
-    {
-        keys.emplace_back(key, true);
-        return 0;
-    }
-    int onMouseEvent(int x, int y, unsigned int flags) override
-    {
-        pointer.emplace_back(x, y, flags);
-        return 0;
-    }
-
-    std::vector<std::pair<int, bool>> keys;
-    std::vector<std::tuple<int, int, unsigned int>> pointer;
-};
 
 using Key = std::pair<int, bool>;
 using Pointer = std::tuple<int, int, unsigned int>;
