@@ -744,10 +744,10 @@ def run(args):
                 elif "eventInit Success" in line:
                     op.keypad_read = True
             # The camera streams for a few seconds only: the board's state is
-            # watched from before its row starts, so that a late "auto run"
-            # line cannot make the operator miss the live picture.
+            # watched from the row before it, so that a late "auto run" line
+            # cannot make the operator miss the live picture.
             if (camera_row is not None and camera_row.ended is None and op.camera_looks < 3
-                    and (running is None or running.number <= camera_row.number)
+                    and running is not None and camera_row.number - 1 <= running.number <= camera_row.number
                     and not op.looks.get("camera", (False,))[0]):
                 camera = board.state().get("camera", {})
                 if camera.get("streaming") and camera.get("dequeued", 0) >= 1:
